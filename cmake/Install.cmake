@@ -1,0 +1,25 @@
+# The installed tree: bin, lib, include, the CMake package and the pkg-config files. Paths inside are
+# relative, so that the tree can be moved as a whole.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS utlib schedule EXPORT KelvoSchedule LIBRARY DESTINATION lib)
+install(TARGETS start zojob RUNTIME DESTINATION bin)
+
+foreach(library utlib schedule)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${library}/ DESTINATION include/${library}
+          FILES_MATCHING PATTERN "*.h")
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in
+                 ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${library}.pc DESTINATION lib/pkgconfig)
+endforeach()
+
+set(KELVO_PACKAGE_DIR lib/cmake/KelvoSchedule)
+install(EXPORT KelvoSchedule NAMESPACE Kelvo:: DESTINATION ${KELVO_PACKAGE_DIR}
+        FILE KelvoScheduleTargets.cmake)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KelvoScheduleConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/KelvoScheduleConfig.cmake INSTALL_DESTINATION ${KELVO_PACKAGE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KelvoScheduleConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KelvoScheduleConfig.cmake
+              ${PROJECT_BINARY_DIR}/KelvoScheduleConfigVersion.cmake
+        DESTINATION ${KELVO_PACKAGE_DIR})

@@ -1,0 +1,8 @@
+#include "utlib/UtHandle.h"
+
+UtHandable::~UtHandable() = default;
+
+void UtHandable::notifyDelete()
+{
+    delete this;
+}
