@@ -1,0 +1,100 @@
+#include "utlib/UtString.h"
+
+#include <cstdio>
+#include <cstring>
+
+/// Room of a new string, the terminator included: short texts need one allocation.
+static const long FIRST_CAPACITY = 16;
+
+UtString::UtString()
+{
+    data = (char*)utmalloc(FIRST_CAPACITY);
+    allocated = FIRST_CAPACITY;
+    used = 1;
+    data[0] = '\0';
+}
+
+UtString::UtString(const UtString& other) : UtDArray<char>(), UtHandable()
+{
+    insertMemory(0, other.used);
+    ::memcpy(data, other.data, other.used);
+}
+
+UtString::UtString(const char* text) : UtString()
+{
+    *this = text;
+}
+
+UtString::~UtString() = default;
+
+UtString& UtString::operator=(const UtString& other)
+{
+    return *this = (const char*)other;
+}
+
+UtString& UtString::operator=(const char* text)
+{
+    if (!text)
+        text = "";
+    const long n = (long)::strlen(text) + 1;
+    if (n > allocated) {  // a text inside this string always fits
+        used = 0;
+        insertMemory(0, n);
+    }
+    ::memmove(data, text, n);
+    used = n;
+    return *this;
+}
+
+UtString& UtString::operator+=(const char* text)
+{
+    if (!text)
+        return *this;
+    const long n = (long)::strlen(text) + 1;
+    const bool isInside = text >= data && text < data + used;
+    const long offset = isInside ? text - data : 0;
+    --used;
+    insertMemory(used, n);
+    ::memmove(data + used - n, isInside ? data + offset : text, n);
+    return *this;
+}
+
+UtString& UtString::operator+=(char c)
+{
+    data[used - 1] = c;
+    insertMemory(used, 1);
+    data[used - 1] = '\0';
+    return *this;
+}
+
+void UtString::appendText(const char* bytes, long count)
+{
+    --used;
+    insertMemory(used, count + 1);
+    ::memcpy(data + used - count - 1, bytes, count);
+    data[used - 1] = '\0';
+}
+
+void UtString::vprintf(const char* format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    const int length = ::vsnprintf(data, allocated, format, arguments);
+    used = 0;
+    if (length < 0) {
+        *this = "";
+    } else if (length < allocated) {
+        used = (long)length + 1;
+    } else {
+        insertMemory(0, (long)length + 1);
+        ::vsnprintf(data, used, format, again);
+    }
+    va_end(again);
+}
+
+int UtString::operator!=(const char* text) const
+{
+    if (!text)
+        return 1;
+    return length() != (long)::strlen(text) || ::strcmp(data, text) != 0;
+}
