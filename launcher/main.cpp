@@ -1,1 +1,48 @@
-int main() {}
+// The host application's launcher: starts the job server in a process of its own.
+
+#include "schedule/ZoJobServer.h"
+#include "schedule/ZoSchedule.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+static const char USAGE[] = "usage: start -jobserver [PORT]\n"
+                            "       start --version | --help\n";
+
+static const char HELP[] =
+    "\n"
+    "Runs the job server of the calling user in the foreground, on TCP port PORT (7160). It ends\n"
+    "after 30 seconds without a connection while no job runs. Applications start it by "
+    "themselves;\n"
+    "there is no need to run it by hand.\n"
+    "\n"
+    "JOB_LOG_FILE  file to which the server and its jobs append what they do; unset: no log\n";
+
+/// Prints a version record, "|key|value|key|value...", one pair a line.
+static void printVersion(const std::string& record)
+{
+    bool isKey = true;
+    for (size_t start = 1; start <= record.size(); isKey = !isKey) {
+        const size_t end = std::min(record.find('|', start), record.size());
+        std::printf(isKey ? "%-14s " : "%s\n", record.substr(start, end - start).c_str());
+        start = end + 1;
+    }
+}
+
+int main(int argc, char** argv)
+{
+    const char* const word = argc > 1 ? argv[1] : "";
+    if (std::strcmp(word, "-jobserver") == 0)
+        return ZoJobServer::main(argc, argv);
+    if (std::strcmp(word, "--version") == 0) {
+        printVersion(kelvopackage_schedule());
+    } else if (std::strcmp(word, "--help") == 0) {
+        std::printf("%s%s", USAGE, HELP);
+    } else {
+        std::fputs(USAGE, stderr);
+        return 2;
+    }
+    return std::fflush(stdout) == 0 ? 0 : 1;
+}

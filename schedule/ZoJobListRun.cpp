@@ -1,0 +1,195 @@
+#include "schedule/ZoJobList.h"
+#include "schedule/ZoProcess.h"
+#include "utlib/UtDirectory.h"
+#include "utlib/UtSocket.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+/// Between the command's end and its record: the server has answered the run request by then.
+static const int PAUSE_SECONDS = 1;
+
+/// The job to be run, as the jobs just loaded hold it: the one asked for, or the first waiting one.
+static UtHandle<ZoJob> choose(ZoJobList& list, UtHandle<ZoJob> asked)
+{
+    if (asked) {
+        UtHandle<ZoJob> found = list.find(asked, list.jobs);
+        if (!found)
+            ZoJobList::log("job not found\n");
+        return found;
+    }
+    for (long i = 0; i < list.jobs.size(); ++i) {
+        if (list.jobs[i]->state == ZoJob::WAITING)
+            return list.jobs[i];
+    }
+    ZoJobList::log("no pending jobs\n");
+    return UtHandle<ZoJob>();
+}
+
+int ZoJobList::run(UtHandle<ZoJob> job)
+{
+    lockQueue();
+    readQueue(jobs);
+    job = choose(*this, job);
+    if (!job || job->state != ZoJob::WAITING) {
+        unlockQueue();
+        return -1;
+    }
+    job->state = ZoJob::RUNNING;
+    job->startTime = ::time(nullptr);
+    log("forking child process\n");
+    ::fflush(nullptr);  // what is buffered now would be written by both processes
+    job->pid = ::fork();
+    if (job->pid == 0)
+        runChild(job);
+    if (job->pid < 0) {
+        job->state = ZoJob::WAITING;
+        job->startTime = 0;
+        unlockQueue();
+        return -1;
+    }
+    children.append(job->pid);
+    writeQueue(jobs);
+    unlockQueue();
+    return 1;
+}
+
+/// Sends one stream to the file, or nowhere if that cannot be opened: without the descriptor, the
+/// next file that the command opens would get its number and be taken for output.
+static void redirect(FILE* stream, const char* path)
+{
+    if (!::freopen(path, "w", stream) && !::freopen("/dev/null", "w", stream))
+        return;
+    const int fd = ::fileno(stream);
+    // Both streams have a position of their own; appending, neither writes over the other.
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_APPEND);
+}
+
+/// Goes to the job's directory and sends output to "log" there. A directory that does not exist
+/// leaves both as they are.
+static void enterDirectory(const char* directory)
+{
+    char path[4096];
+    const int n = ::snprintf(path, sizeof path, "%s/log", directory);
+    if (!UtDirectory::isDirectory(directory))
+        return;
+    if (::chdir(directory) != 0)
+        ::perror(directory);
+    const bool fits = n > 0 && n < (int)sizeof path;
+    redirect(stdout, fits ? path : "/dev/null");
+    redirect(stderr, fits ? path : "/dev/null");
+}
+
+void ZoJobList::runChild(UtHandle<ZoJob> job)
+{
+    for (long i = 0; i < fdsToClose.size(); ++i)
+        UtSocket::close(fdsToClose[i]);
+    if (lockFile >= 0)
+        ::close(lockFile);  // only this copy: the lock is the server's until it has saved
+    lockFile = -1;
+    ZoProcess::resetSignals();
+    ZoProcess::closeDescriptorsOnExec();
+    enterDirectory(job->directory);
+    ::printf("Starting \"%s\"\n", (const char*)job->command);
+    ::fflush(stdout);  // ahead of the command's own output
+    log("executing \"%s\" (pid = %d)\n", (const char*)job->command, (int)::getpid());
+    if (::system(job->command) == -1)
+        ::perror("cannot start a shell");
+    ZoProcess::pause(PAUSE_SECONDS);
+    recordEnd(job);
+    reportDone();
+    log("child exiting\n");
+    ::exit(0);
+}
+
+void ZoJobList::recordEnd(UtHandle<ZoJob> job)
+{
+    lockQueue();
+    readQueue(jobs);
+    job = find(job, jobs);
+    if (job && job->state != ZoJob::KILLED) {
+        job->state = ZoJob::DONE;
+        job->endTime = ::time(nullptr);
+        writeQueue(jobs);
+    }
+    unlockQueue();
+}
+
+void ZoJobList::reportDone()
+{
+    log("job done, connecting to server\n");
+    const int fd = UtSocket::connect(nullptr, port);
+    if (fd < 0) {
+        log("connect failed\n");
+        return;
+    }
+    UtSocket::send(fd, "%s done\n", (const char*)user);
+    // The server closes the connection when it has handled the report; the answer says nothing new.
+    char buffer[4096];
+    while (UtSocket::receive(fd, buffer, sizeof buffer, 1) > 0)
+        continue;
+    UtSocket::close(fd);
+}
+
+/// Appends the ids of all processes below the given one, parents before their children.
+static void getChildren(UtDArray<int>& pids, int pid)
+{
+    static const char pscmd[] = "ps xj";
+    const long start = pids.size();
+    if (FILE* const listing = ::popen(pscmd, "re")) {
+        char line[1024];
+        while (::fgets(line, sizeof line, listing)) {
+            int parent, own;
+            if (::sscanf(line, "%d %d", &parent, &own) == 2 && parent == pid)
+                pids.append(own);
+        }
+        ::pclose(listing);  // its status does not change what was read
+    }
+    const long end = pids.size();
+    for (long k = start; k < end; ++k)
+        getChildren(pids, pids[k]);
+}
+
+int ZoJobList::kill()
+{
+    lockQueue();
+    readQueue(jobs);
+    UtDArray<int> pids;
+    int killed = 0;
+    for (long i = 0; i < jobs.size(); ++i) {
+        UtHandle<ZoJob> job = jobs[i];
+        if (job->state != ZoJob::RUNNING)
+            continue;
+        if (job->pid >= 1) {  // others stand for whole groups of processes
+            getChildren(pids, job->pid);
+            pids.append(job->pid);
+        }
+        job->state = ZoJob::KILLED;
+        job->endTime = ::time(nullptr);
+        killed = 1;
+    }
+    // KILLED is saved before the first signal: a crash must not leave it RUNNING.
+    writeQueue(jobs);
+    unlockQueue();
+    for (long i = 0; i < pids.size(); ++i) {
+        if (pids[i] >= 1)
+            ::kill(pids[i], SIGTERM);  // fails only for one that has ended meanwhile
+    }
+    return killed;
+}
+
+void ZoJobList::reapChildren()
+{
+    for (long i = children.size() - 1; i >= 0; --i) {
+        bool isRecorded = false;
+        for (long k = 0; k < jobs.size() && !isRecorded; ++k)
+            isRecorded = jobs[k]->state == ZoJob::RUNNING && jobs[k]->pid == children[i];
+        if (!isRecorded && ::waitpid(children[i], nullptr, WNOHANG) != 0)
+            children.remove(i, 1);
+    }
+}

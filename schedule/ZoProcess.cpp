@@ -1,0 +1,59 @@
+#include "schedule/ZoProcess.h"
+
+#include <csignal>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <linux/close_range.h>
+
+static const int FIRST_OTHER = STDERR_FILENO + 1;
+
+/// Seconds of a clock that nobody can set.
+static double now()
+{
+    struct timespec time;
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    return (double)time.tv_sec + 1e-9 * (double)time.tv_nsec;
+}
+
+void ZoProcess::pause(int seconds)
+{
+    const double end = now() + seconds;
+    unsigned left = (unsigned)seconds;
+    while ((left = ::sleep(left)) > 0 && now() < end)
+        continue;
+}
+
+void ZoProcess::openStandardDescriptors()
+{
+    for (int fd = ::open("/dev/null", O_RDWR); fd >= 0; fd = ::open("/dev/null", O_RDWR)) {
+        if (fd >= FIRST_OTHER) {
+            ::close(fd);
+            return;
+        }
+    }
+}
+
+void ZoProcess::closeDescriptorsOnExec()
+{
+    if (::close_range(FIRST_OTHER, ~0U, CLOSE_RANGE_CLOEXEC) == 0)
+        return;
+    // An older kernel: one by one, as far as descriptors can go.
+    struct rlimit limit;
+    const rlim_t most = 1 << 20;
+    const bool isKnown = ::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < most;
+    const int end = (int)(isKnown ? limit.rlim_cur : most);
+    for (int fd = FIRST_OTHER; fd < end; ++fd)
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC);  // fails for a number that is not open, as it should
+}
+
+void ZoProcess::resetSignals()
+{
+    for (int number = 1; number < NSIG; ++number)
+        ::signal(number, SIG_DFL);  // fails for SIGKILL and SIGSTOP, which need no reset
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
