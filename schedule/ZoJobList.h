@@ -59,8 +59,9 @@ public:
     /// Appends one line, which must end in "\n", to the log file: local time, process id, message.
     static void log(const char* format, ...) UT_PRINTF(1, 2);
 
-    /// Loads the queue file in place of the array's contents. Jobs whose marker file is gone are
-    /// left out. A file that cannot be opened leaves the array as it is.
+    /// Loads the queue in place of the array's contents: from the lock file when that holds a whole
+    /// journal, else from the queue file. Jobs whose marker file is gone are left out. A file that
+    /// cannot be opened leaves the array as it is.
     void readQueue(UtDArray<UtHandle<ZoJob>>& intoJobs);
 
     /// Parses a queue text in place of the array's contents. Never fails: fields that do not begin
@@ -70,15 +71,17 @@ public:
     /// Appends the records of the jobs to the text.
     void writeQueue(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs);
 
-    /// Writes the queue file anew with the records of the jobs. A file that cannot be opened stays
-    /// as it was; that is not reported.
+    /// Writes the queue file anew with the records of the jobs. A file that cannot be opened, or
+    /// that the disk has no room for, stays as it was; that is not reported. Inside a bracket a
+    /// process that is killed meanwhile leaves the old queue or the new one, never a torn one.
     void writeQueue(UtDArray<UtHandle<ZoJob>>& ofJobs);
 
     /// Loads the queue file into `jobs`, inside the brackets.
     void update();
 
-    /// Begins a bracket: waits until no other process of this user is inside one. Where the lock
-    /// file cannot be made, the queue is served without a lock.
+    /// Begins a bracket: waits until no other process of this user is inside one, and takes back
+    /// the rewrite that a process left half done. Where the lock file cannot be made, the queue is
+    /// served without a lock, and without that safety.
     void lockQueue();
 
     /// Ends a bracket.
@@ -101,6 +104,9 @@ private:
     /// Formats the path of a file beside the queue file, "<home><name><host>". Returns 0, or -1
     /// when it does not fit into the buffer.
     int formatPath(char* buffer, long size, const char* name);
+
+    /// Puts the text of a whole journal back into the queue file; empties the journal.
+    void recoverQueue();
 
     [[noreturn]] void runChild(UtHandle<ZoJob> job);
     void recordEnd(UtHandle<ZoJob> job);

@@ -1,15 +1,6 @@
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoNumber.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-static const long PATH_BUFFER = 1024;
-static const int LOCK_MODE = 0600;
-
 /// The characters that would end a field or hide another one.
 static const char SPECIAL[] = ":\\";
 
@@ -98,29 +89,6 @@ void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)
     }
 }
 
-int ZoJobList::formatPath(char* buffer, long size, const char* name)
-{
-    const int n = ::snprintf(buffer, size, "%s/%s-%s", (const char*)homeDirectory, name,
-                             (const char*)hostName);
-    return n < 0 || n >= size ? -1 : 0;
-}
-
-void ZoJobList::readQueue(UtDArray<UtHandle<ZoJob>>& intoJobs)
-{
-    char path[PATH_BUFFER];
-    if (formatPath(path, sizeof path, ".zojobs") != 0)
-        return;
-    FILE* const file = ::fopen(path, "re");
-    if (!file)
-        return;
-    UtString text;
-    char piece[4096];
-    while (::fgets(piece, sizeof piece, file))
-        text += piece;
-    ::fclose(file);  // only read: nothing can be lost
-    readQueue(text, intoJobs);
-}
-
 void ZoJobList::writeQueue(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
 {
     for (long i = 0; i < ofJobs.size(); ++i) {
@@ -136,53 +104,4 @@ void ZoJobList::writeQueue(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
         appendNumber(text, job->reserved, ':');
         appendNumber(text, job->pid, '\n');
     }
-}
-
-void ZoJobList::writeQueue(UtDArray<UtHandle<ZoJob>>& ofJobs)
-{
-    UtString text;
-    writeQueue(text, ofJobs);
-    char path[PATH_BUFFER];
-    if (formatPath(path, sizeof path, ".zojobs") != 0)
-        return;
-    FILE* const file = ::fopen(path, "we");
-    if (!file)
-        return;
-    ::fputs(text, file);
-    ::fclose(file);
-}
-
-void ZoJobList::update()
-{
-    lockQueue();
-    readQueue(jobs);
-    unlockQueue();
-}
-
-void ZoJobList::lockQueue()
-{
-    char path[PATH_BUFFER];
-    if (formatPath(path, sizeof path, ".zojobs.lock") != 0)
-        return;
-    lockFile = ::open(path, O_RDWR | O_CREAT | O_CLOEXEC, LOCK_MODE);
-    if (lockFile < 0)
-        return;
-    int result;
-    do {
-        result = ::flock(lockFile, LOCK_EX);
-    } while (result != 0 && errno == EINTR);
-    if (result != 0) {  // a file system without locks
-        ::close(lockFile);
-        lockFile = -1;
-    }
-}
-
-void ZoJobList::unlockQueue()
-{
-    if (lockFile < 0)
-        return;
-    // A forked child may still have its copy open, so closing alone would not end the lock.
-    ::flock(lockFile, LOCK_UN);
-    ::close(lockFile);
-    lockFile = -1;
 }

@@ -1,0 +1,257 @@
+#include "schedule/ZoJobList.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+// The queue file is rewritten in place, and a process can be killed at any moment of it. While a
+// rewrite is under way, the lock file therefore holds the text that the queue had before, behind a
+// header with its length and checksum. One rule carries everything: a whole journal is the queue.
+
+static const long PATH_BUFFER = 1024;
+static const int LOCK_MODE = 0600;
+
+/// Size of "kelvo-undo LENGTH CHECKSUM\n", with 20 digits and 16 hexadecimal ones.
+static const long HEADER_SIZE = 49;
+
+int ZoJobList::formatPath(char* buffer, long size, const char* name)
+{
+    const int n = ::snprintf(buffer, size, "%s/%s-%s", (const char*)homeDirectory, name,
+                             (const char*)hostName);
+    return n < 0 || n >= size ? -1 : 0;
+}
+
+/// 64-bit FNV-1a.
+static unsigned long long checksum(const char* bytes, long size)
+{
+    unsigned long long sum = 0xcbf29ce484222325ULL;
+    for (long i = 0; i < size; ++i)
+        sum = (sum ^ (unsigned char)bytes[i]) * 0x100000001b3ULL;
+    return sum;
+}
+
+/// Writes the header of the journal of a text, and a NUL behind it.
+static void formatHeader(char (&header)[HEADER_SIZE + 1], const char* text, long length)
+{
+    ::snprintf(header, sizeof header, "kelvo-undo %020ld %016llx\n", length,
+               checksum(text, length));
+}
+
+/// Appends everything from the descriptor's position on. Returns 0 or -1.
+static int readAll(int fd, UtString& text)
+{
+    char piece[65536];
+    for (;;) {
+        const long n = ::read(fd, piece, sizeof piece);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return (int)n;
+        text.appendText(piece, n);
+    }
+}
+
+/// Writes all bytes. Returns 0 or -1.
+static int writeAll(int fd, const char* bytes, long size)
+{
+    while (size > 0) {
+        const long n = ::write(fd, bytes, size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return -1;
+        bytes += n;
+        size -= n;
+    }
+    return 0;
+}
+
+/// Whether the lock file holds a whole journal; the text is then the queue.
+static bool readJournal(int lockFile, UtString& text)
+{
+    struct stat status;
+    if (::fstat(lockFile, &status) != 0 || status.st_size < HEADER_SIZE)
+        return false;
+    UtString journal;
+    if (::lseek(lockFile, 0, SEEK_SET) != 0 || readAll(lockFile, journal) != 0 ||
+        journal.length() < HEADER_SIZE)
+        return false;
+    const char* const old = (const char*)journal + HEADER_SIZE;
+    const long length = journal.length() - HEADER_SIZE;
+    char header[HEADER_SIZE + 1];
+    formatHeader(header, old, length);
+    if (::memcmp(header, journal, HEADER_SIZE) != 0)
+        return false;
+    text = "";
+    text.appendText(old, length);
+    return true;
+}
+
+/// Ends the journal's say about the queue.
+static void emptyJournal(int lockFile)
+{
+    // If the file cannot be cut, a header that fits nothing does as well; if that fails too, the
+    // journal stays whole and the queue stays what it was before.
+    if (::ftruncate(lockFile, 0) != 0 && ::pwrite(lockFile, "-", 1, 0) != 1)
+        ZoJobList::log("cannot empty the journal: %s\n", ::strerror(errno));
+}
+
+/// Puts the text into the journal, on disk as far as the system is concerned. Returns 0, or -1 with
+/// the journal empty.
+static int writeJournal(int lockFile, const UtString& text)
+{
+    char header[HEADER_SIZE + 1];
+    formatHeader(header, text, text.length());
+    if (::lseek(lockFile, 0, SEEK_SET) == 0 && writeAll(lockFile, header, HEADER_SIZE) == 0 &&
+        writeAll(lockFile, text, text.length()) == 0)
+        return 0;
+    emptyJournal(lockFile);
+    return -1;
+}
+
+/// Reads a file as it is. Returns 0, or -1 with errno set.
+static int readFile(const char* path, UtString& text)
+{
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    const int result = readAll(fd, text);
+    ::close(fd);
+    return result;
+}
+
+/// Reads a text file line by line, so that a NUL byte in a damaged file costs the rest of its line
+/// and nothing more. Returns 0, or -1 when it cannot be opened.
+static int readLines(const char* path, UtString& text)
+{
+    FILE* const file = ::fopen(path, "re");
+    if (!file)
+        return -1;
+    char piece[4096];
+    while (::fgets(piece, sizeof piece, file))
+        text += piece;
+    ::fclose(file);  // only read: nothing can be lost
+    return 0;
+}
+
+/// Rewrites a file in place. Returns 0; 1 when it could not be opened and is as before; -1 when its
+/// contents are lost.
+static int rewriteFile(const char* path, const UtString& text)
+{
+    FILE* const file = ::fopen(path, "we");
+    if (!file)
+        return 1;
+    const bool isWritten = ::fwrite(text, 1, text.length(), file) == (size_t)text.length();
+    // A full disk may show only at the close.
+    return ::fclose(file) == 0 && isWritten ? 0 : -1;
+}
+
+/// Waits for a lock on the file, LOCK_EX or LOCK_SH. Returns 0, or -1 where there are no locks.
+static int waitForLock(int fd, int kind)
+{
+    int result;
+    do {
+        result = ::flock(fd, kind);
+    } while (result != 0 && errno == EINTR);
+    return result;
+}
+
+void ZoJobList::readQueue(UtDArray<UtHandle<ZoJob>>& intoJobs)
+{
+    char path[PATH_BUFFER], lockPath[PATH_BUFFER];
+    if (formatPath(path, sizeof path, ".zojobs") != 0)
+        return;
+    // Outside the brackets a shared lock keeps a rewrite under way from being seen half done.
+    int reader = -1;
+    if (lockFile < 0 && formatPath(lockPath, sizeof lockPath, ".zojobs.lock") == 0)
+        reader = ::open(lockPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (reader >= 0)
+        waitForLock(reader, LOCK_SH);
+    UtString text;
+    const int journal = lockFile >= 0 ? lockFile : reader;
+    const bool isThere = (journal >= 0 && readJournal(journal, text)) || readLines(path, text) == 0;
+    if (reader >= 0)
+        ::close(reader);
+    if (isThere)
+        readQueue(text, intoJobs);
+}
+
+void ZoJobList::writeQueue(UtDArray<UtHandle<ZoJob>>& ofJobs)
+{
+    UtString text, old;
+    writeQueue(text, ofJobs);
+    char path[PATH_BUFFER];
+    if (formatPath(path, sizeof path, ".zojobs") != 0)
+        return;
+    if (lockFile < 0) {
+        rewriteFile(path, text);  // without a lock file there is nowhere to keep the old text
+        return;
+    }
+    // A journal that is whole now could not be put back when the bracket began: it stays.
+    const bool wasWhole = readJournal(lockFile, old);
+    if (!wasWhole && readFile(path, old) != 0)
+        old = "";
+    if (!wasWhole && writeJournal(lockFile, old) != 0)
+        return;
+    const int result = rewriteFile(path, text);
+    const bool isUntouched = result > 0 && !wasWhole;
+    if (result == 0 || isUntouched || (result < 0 && rewriteFile(path, old) == 0))
+        emptyJournal(lockFile);
+}
+
+void ZoJobList::update()
+{
+    lockQueue();
+    readQueue(jobs);
+    unlockQueue();
+}
+
+/// Whether the open file can serve as lock and journal: a regular file, on a file system with
+/// locks.
+static bool isLockable(int fd)
+{
+    struct stat status;
+    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && waitForLock(fd, LOCK_EX) == 0;
+}
+
+void ZoJobList::lockQueue()
+{
+    char path[PATH_BUFFER];
+    if (formatPath(path, sizeof path, ".zojobs.lock") != 0)
+        return;
+    lockFile = ::open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, LOCK_MODE);
+    if (lockFile < 0)
+        return;
+    if (isLockable(lockFile)) {
+        recoverQueue();
+        return;
+    }
+    ::close(lockFile);
+    lockFile = -1;
+}
+
+void ZoJobList::recoverQueue()
+{
+    struct stat status;
+    if (::fstat(lockFile, &status) == 0 && status.st_size == 0)
+        return;
+    char path[PATH_BUFFER];
+    UtString old;
+    // A journal that is not whole was cut off before the queue file was touched.
+    if (!readJournal(lockFile, old) ||
+        (formatPath(path, sizeof path, ".zojobs") == 0 && rewriteFile(path, old) == 0))
+        emptyJournal(lockFile);
+}
+
+void ZoJobList::unlockQueue()
+{
+    if (lockFile < 0)
+        return;
+    // A forked child may still have its copy open, so closing alone would not end the lock.
+    ::flock(lockFile, LOCK_UN);
+    ::close(lockFile);
+    lockFile = -1;
+}
