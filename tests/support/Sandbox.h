@@ -2,6 +2,7 @@
 #define SANDBOX_H
 
 #include <functional>
+#include <gtest/gtest.h>
 #include <string>
 #include <sys/types.h>
 
@@ -16,6 +17,9 @@ class Sandbox
 {
 public:
     enum { SCHEDULE_PORT = 7160 };
+
+    /// Begins the world of the next test; main() calls it.
+    static void enterNew();
 
     /// An absolute path in the test's directory; the directory itself without a name.
     static std::string path(const std::string& name = "");
@@ -39,16 +43,14 @@ public:
     /// it holds: `ASSERT_TRUE(Sandbox::waitFor([&] { return ...; }))`.
     static bool waitFor(const std::function<bool()>& condition, double seconds = 15);
 
-    /// Whether a process exists and is not merely waiting to be collected by its parent.
-    static bool isAlive(pid_t pid);
-
     /// A TCP port that nobody uses now.
     static int freePort();
     /// Whether somebody listens on a port of this machine; asks without connecting.
     static bool isListening(int port);
-    /// To be called first by a test that needs SCHEDULE_PORT: fails it when somebody else's server
-    /// is there. `ASSERT_TRUE(Sandbox::isSchedulePortFree())` says so in a plain sentence.
-    static bool isSchedulePortFree();
+    /// For a test that needs SCHEDULE_PORT, before anything else: somebody else's server may be
+    /// there.
+    ///     ASSERT_TRUE(Sandbox::schedulePortIsFree());
+    static ::testing::AssertionResult schedulePortIsFree();
 
     /// Sends the bytes to a port of this machine and returns everything that comes back until the
     /// peer closes. Bytes that do not end in a line end are followed by the end of the connection.
@@ -62,7 +64,7 @@ class TestServer
 {
 public:
     int port;
-    pid_t pid;
+    pid_t pid;            ///< -1 when it has ended
     std::string logFile;  ///< what JOB_LOG_FILE names to it
 
     /// Returns when the server listens; fails the test when it does not. Port 0 takes a free one.
@@ -79,6 +81,12 @@ public:
     int wait(double seconds = 15);
     /// Sends "quit" unless the server has ended, then waits like wait().
     int quit();
+
+private:
+    std::string user;
+    int status = -1;
+
+    bool hasEnded();
 };
 
 #endif

@@ -1,0 +1,42 @@
+#!/bin/sh
+# sandbox.sh SOURCES BUILD PROGRAM [ARGUMENT]...: runs a test program in a private place, which is
+# deleted at the end, whatever becomes of the program. Called by main.cpp; see Sandbox.h.
+sources=$1 build=$2
+shift 2
+place=$(realpath "$(mktemp -d "${TMPDIR:-/tmp}/kelvo-testXXXXXX")") || exit 1
+# `wait` is interrupted by a signal; what runs inside ends on SIGTERM, and the second one collects it.
+trap 'kill "$child" 2>/dev/null; wait "$child"' INT TERM HUP
+trap 'chmod -R u+rwX "$place"; rm -rf "$place"' EXIT
+mkdir "$place/tmp" "$place/var-tmp"
+
+unset JOB_LOG_FILE XDG_CONFIG_HOME XDG_DATA_HOME XDG_STATE_HOME XDG_CACHE_HOME XDG_RUNTIME_DIR
+export KELVO_SANDBOX="$place"
+wrapped() {
+    # The two in the middle let AddressSanitizer work although it is not loaded first.
+    exec env NSS_WRAPPER_PASSWD="$place/passwd" NSS_WRAPPER_GROUP="$place/group" \
+        NSS_WRAPPER_HOSTS="$place/hosts" NSS_WRAPPER_DISABLE_DEEPBIND=1 \
+        ASAN_OPTIONS="verify_asan_link_order=0:$ASAN_OPTIONS" \
+        LD_PRELOAD="libnss_wrapper.so${LD_PRELOAD:+:$LD_PRELOAD}" "$@"
+}
+# A network, process ids and temporary directories of its own, the rest of the machine read-only.
+# Without privileges, so that root meets the same refusals as everybody else.
+private() {
+    wrapped bwrap --die-with-parent --unshare-net --unshare-pid --cap-drop ALL \
+        --ro-bind / / --dev-bind /dev /dev --proc /proc \
+        --bind "$place/tmp" /tmp --bind "$place/var-tmp" /var/tmp \
+        --ro-bind "$sources" "$sources" --bind "$build" "$build" --bind "$place" "$place" \
+        --setenv KELVO_SANDBOX_PRIVATE 1 "$@"
+}
+shared() {
+    if [ "$(id -u)" = 0 ]; then set -- setpriv --bounding-set=-all "$@"; fi
+    wrapped "$@"
+}
+
+if [ -z "$KELVO_TEST_NO_BWRAP" ] && (private true) 2>/dev/null; then
+    private "$@" &
+else
+    exec 9</tmp && flock 9 # these share the machine's ports: one run at a time
+    shared "$@" 9<&- &
+fi
+child=$!
+wait "$child"
