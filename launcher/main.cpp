@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -18,7 +19,10 @@ static const char HELP[] =
     "themselves;\n"
     "there is no need to run it by hand.\n"
     "\n"
-    "JOB_LOG_FILE  file to which the server and its jobs append what they do; unset: no log\n";
+    "JOB_LOG_FILE  file to which the server and its jobs append what they do; unset: no log\n"
+    "JOB_PEERS     who may send requests besides the user's own processes on this machine:\n"
+    "              \"local\" (the default) nobody; \"any\" whoever reaches the port from another\n"
+    "              machine and knows the user's name, who can then run commands as that user\n";
 
 /// Prints a version record, "|key|value|key|value...", one pair a line.
 static void printVersion(const std::string& record)
@@ -34,8 +38,13 @@ static void printVersion(const std::string& record)
 int main(int argc, char** argv)
 {
     const char* const word = argc > 1 ? argv[1] : "";
-    if (std::strcmp(word, "-jobserver") == 0)
+    if (std::strcmp(word, "-jobserver") == 0) {
+        if (setenv("JOB_PEERS", "local", 0) != 0) {  // who wants other machines says so
+            std::perror("start: JOB_PEERS");
+            return 1;
+        }
         return ZoJobServer::main(argc, argv);
+    }
     if (std::strcmp(word, "--version") == 0) {
         printVersion(kelvopackage_schedule());
     } else if (std::strcmp(word, "--help") == 0) {

@@ -25,6 +25,7 @@ public:
     UtDArray<int> fdsToClose;        ///< descriptors that a forked job child closes first
     int lockFile = -1;               ///< descriptor of the lock file inside a bracket, else -1
     UtDArray<int> children;          ///< job children of this process that are not reaped yet
+    int lastChild = -1;              ///< the job child that this process started last, or -1
 
     /// Name of the log file; nothing is logged while it is empty.
     static UtFilename logFile;
@@ -100,7 +101,13 @@ public:
     /// uncollected: its process id cannot come to stand for another process until it is.
     void reapChildren();
 
+    /// Looks for jobs in the state RUNNING whose child has certainly gone without a report, and
+    /// marks them KILLED in the queue file. A child that lives is never touched. Returns 1 when no
+    /// job is running any more but for the record, else 0.
+    int endLostJobs();
+
 private:
+    int hasLostJobs();
     /// Formats the path of a file beside the queue file, "<home><name><host>". Returns 0, or -1
     /// when it does not fit into the buffer.
     int formatPath(char* buffer, long size, const char* name);

@@ -3,6 +3,7 @@
 #include "utlib/UtDirectory.h"
 #include "utlib/UtSocket.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -54,6 +55,7 @@ int ZoJobList::run(UtHandle<ZoJob> job)
         return -1;
     }
     children.append(job->pid);
+    lastChild = job->pid;
     writeQueue(jobs);
     unlockQueue();
     return 1;
@@ -100,6 +102,7 @@ void ZoJobList::runChild(UtHandle<ZoJob> job)
     log("executing \"%s\" (pid = %d)\n", (const char*)job->command, (int)::getpid());
     if (::system(job->command) == -1)
         ::perror("cannot start a shell");
+    ::signal(SIGXFSZ, SIG_IGN);  // a file size limit must not end us before the record
     ZoProcess::pause(PAUSE_SECONDS);
     recordEnd(job);
     reportDone();
@@ -192,4 +195,56 @@ void ZoJobList::reapChildren()
         if (!isRecorded && ::waitpid(children[i], nullptr, WNOHANG) != 0)
             children.remove(i, 1);
     }
+}
+
+/// Whether no living process of this user has the id any more. A zombie lives no more.
+static bool isGone(int pid)
+{
+    if (pid < 1)
+        return true;
+    if (::kill(pid, 0) != 0)
+        return errno == ESRCH || errno == EPERM;  // EPERM: the id has come to another user
+    char path[32], status[512];
+    ::snprintf(path, sizeof path, "/proc/%d/stat", pid);
+    FILE* const file = ::fopen(path, "re");
+    if (!file)
+        return false;
+    const size_t n = ::fread(status, 1, sizeof status - 1, file);
+    ::fclose(file);  // only read: nothing can be lost
+    status[n] = '\0';
+    // "PID (NAME) STATE ...", and the name may hold anything.
+    const char* const name = ::strrchr(status, ')');
+    return name && (name[1] == ' ') && (name[2] == 'Z' || name[2] == 'X');
+}
+
+int ZoJobList::hasLostJobs()
+{
+    for (long i = 0; i < jobs.size(); ++i) {
+        if (jobs[i]->state == ZoJob::RUNNING && isGone(jobs[i]->pid))
+            return 1;
+    }
+    // The running job may have been removed from the queue.
+    return !isRunning() && lastChild > 0 && isGone(lastChild);
+}
+
+int ZoJobList::endLostJobs()
+{
+    if (!hasLostJobs())
+        return 0;
+    lockQueue();
+    readQueue(jobs);
+    int ended = 0;
+    for (long i = 0; i < jobs.size(); ++i) {
+        UtHandle<ZoJob> job = jobs[i];
+        if (job->state != ZoJob::RUNNING || !isGone(job->pid))
+            continue;
+        log("job child %d is gone, job %lld is marked as killed\n", job->pid, job->id);
+        job->state = ZoJob::KILLED;
+        job->endTime = ::time(nullptr);
+        ended = 1;
+    }
+    if (ended)
+        writeQueue(jobs);
+    unlockQueue();
+    return !isRunning();
 }

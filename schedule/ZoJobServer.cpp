@@ -2,6 +2,7 @@
 
 #include "schedule/ZoProcess.h"
 #include "utlib/UtEnvironment.h"
+#include "utlib/UtPeer.h"
 #include "utlib/UtSocket.h"
 
 #include <QByteArray>
@@ -10,7 +11,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 static const int DEFAULT_PORT = 7160;
 static const int BACKLOG = -10;  // as many as the system allows
@@ -21,6 +25,7 @@ int ZoJobServer::main(int argc, char** argv)
 {
     ZoProcess::openStandardDescriptors();
     ::signal(SIGCHLD, SIG_DFL);  // ignored, the ends of job children could not be collected
+    ::signal(SIGXFSZ, SIG_IGN);  // a file size limit is a failed save, not the server's end
     int port = DEFAULT_PORT;
     if (argc > 2)
         port = (int)::strtol(argv[2], nullptr, 10);
@@ -37,6 +42,8 @@ ZoJobServer::ZoJobServer(int wantedPort) : UtServerSocket(1)
         ::exit(1);
     }
     jobList.port = port;
+    const QString peers = UtEnvironment::getValue(QString::fromLatin1("JOB_PEERS"), true);
+    servesOthers = peers.isEmpty() || peers == QString::fromLatin1("any");
     const QString logFile = UtEnvironment::getValue(QString::fromLatin1("JOB_LOG_FILE"), false);
     if (!logFile.isEmpty())
         ZoJobList::logFile = logFile.toUtf8().constData();
@@ -70,8 +77,10 @@ void ZoJobServer::pass()
     errno = error;
     if (n < 0)
         ::perror("select");
+    else if (n == 0 && jobRunning)
+        endLostJobs();
     else if (n == 0)
-        terminate = !jobRunning;
+        terminate = 1;
     else if (FD_ISSET(descriptor, &readable))
         acceptOne();
 }
@@ -79,10 +88,46 @@ void ZoJobServer::pass()
 void ZoJobServer::acceptOne()
 {
     const int fd = accept();
-    if (fd >= 0)
+    if (fd < 0)
+        terminate = errno != EAGAIN;
+    else if (isWelcome(fd))
         handleRequest(fd);
-    else if (errno != EAGAIN)
-        terminate = 1;
+    else
+        refuse(fd);
+}
+
+bool ZoJobServer::isWelcome(int fd)
+{
+    const long long user = UtPeer::userOf(fd);
+    if (user == UtPeer::ANOTHER_MACHINE && !servesOthers)
+        ZoJobList::log("refused a connection from another machine\n");
+    else if (user >= 0 && user != (long long)::geteuid())
+        ZoJobList::log("refused a connection of user %lld\n", user);
+    else if (user == UtPeer::NOBODY)
+        ZoJobList::log("refused a connection that nobody holds any more\n");
+    else if (user == UtPeer::FAILED)
+        ZoJobList::log("refused a connection whose user cannot be told: %s\n", ::strerror(errno));
+    else
+        return true;
+    return false;
+}
+
+void ZoJobServer::refuse(int fd)
+{
+    answer(fd, "error");
+    // What has come already is taken away: closing on unread data would cut the answer off.
+    char buffer[4096];
+    UtSocket::nonBlocking(fd);
+    while (::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT) == (long)sizeof buffer)
+        continue;
+    UtSocket::close(fd);
+}
+
+void ZoJobServer::endLostJobs()
+{
+    if (!jobList.endLostJobs())
+        return;
+    goOn(-1);
 }
 
 void ZoJobServer::handleRequest(int fd)

@@ -18,13 +18,16 @@ public:
     unsigned char jobRunning : 1;  ///< a job child is taken to be running: no other is started
     unsigned char terminate : 1;   ///< the main loop ends before its next pass
     unsigned char runAll : 1;      ///< when the running job is done, the next waiting one starts
+    bool servesOthers = true;      ///< whether peers on other machines are served
 
     /// Entry of the server process: argv[2], if there is one, is the port; the default is 7160.
     /// Returns 0 when the server has ended; exits with 1 when the port cannot be opened.
     static int main(int argc, char** argv);
 
     /// Loads the queue and listens on the port; ends the process with a message on standard error
-    /// when that is not possible. Takes the log file's name from JOB_LOG_FILE.
+    /// when that is not possible. Takes the log file's name from JOB_LOG_FILE. JOB_PEERS tells
+    /// whether other machines are served: unset, empty or "any" serves them, another value does
+    /// not.
     explicit ZoJobServer(int wantedPort);
     ~ZoJobServer();
 
@@ -62,11 +65,22 @@ public:
 private:
     void pass();
     void acceptOne();
-    /// Starts a job; its child lets go of the connection fd and of the listening socket.
+
+    /// Whether the other end of a connection may send requests: on this machine only a socket of
+    /// this user, since the name in a request can be known to anybody.
+    bool isWelcome(int fd);
+
+    /// Answers "error" without reading, so that it costs no waiting, and closes the connection.
+    void refuse(int fd);
+
+    /// Ends the jobs whose child has died without a report: no event would ever do it.
+    void endLostJobs();
+    /// Starts a job; its child lets go of the connection fd, if there is one, and of the listening
+    /// socket. Returns 1 or -1 like ZoJobList::run().
     int startJob(int fd, UtHandle<ZoJob> job);
 
     /// After a job's end: starts the next waiting one when the whole queue is being run, else comes
-    /// to rest with the queue as the file holds it.
+    /// to rest with the queue as the file holds it. `fd`: the connection that is open, or -1.
     void goOn(int fd);
 };
 

@@ -66,7 +66,8 @@ void ZoJobServer::remove(int fd, UtStringTokenizer& tokens)
 int ZoJobServer::startJob(int fd, UtHandle<ZoJob> job)
 {
     jobList.fdsToClose.resize(0);
-    jobList.fdsToClose.append(fd);
+    if (fd >= 0)
+        jobList.fdsToClose.append(fd);
     jobList.fdsToClose.append(descriptor);
     return jobList.run(job);
 }
