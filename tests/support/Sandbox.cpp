@@ -29,6 +29,12 @@ std::string Sandbox::home()
     return path("home");
 }
 
+std::string Sandbox::smallDisk()
+{
+    const char* const place = ::getenv("KELVO_SANDBOX_PRIVATE") ? ::getenv("KELVO_SANDBOX") : nullptr;
+    return place ? place + std::string("/small-disk") : "";
+}
+
 std::string Sandbox::queueFile()
 {
     return home() + "/.zojobs-" + theHost;

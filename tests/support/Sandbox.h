@@ -24,6 +24,9 @@ public:
     /// An absolute path in the test's directory; the directory itself without a name.
     static std::string path(const std::string& name = "");
     static std::string home();
+    /// A directory on a file system of 1 MiB that the test shares with no other; empty where none can
+    /// be mounted.
+    static std::string smallDisk();
     /// Where the queue of the present home and host name lies.
     static std::string queueFile();
 

@@ -19,16 +19,19 @@ wrapped() {
         LD_PRELOAD="libnss_wrapper.so${LD_PRELOAD:+:$LD_PRELOAD}" "$@"
 }
 # A network, process ids and temporary directories of its own, the rest of the machine read-only.
-# Without privileges, so that root meets the same refusals as everybody else.
+# Without privileges, so that root meets the same refusals as everybody else; but root may still
+# become another user, whom a server has to refuse.
 private() {
+    if [ "$(id -u)" = 0 ]; then set -- --cap-add CAP_SETUID --cap-add CAP_SETGID "$@"; fi
     wrapped bwrap --die-with-parent --unshare-net --unshare-pid --cap-drop ALL \
         --ro-bind / / --dev-bind /dev /dev --proc /proc \
         --bind "$place/tmp" /tmp --bind "$place/var-tmp" /var/tmp \
         --ro-bind "$sources" "$sources" --bind "$build" "$build" --bind "$place" "$place" \
+        --size 1048576 --tmpfs "$place/small-disk" \
         --setenv KELVO_SANDBOX_PRIVATE 1 "$@"
 }
 shared() {
-    if [ "$(id -u)" = 0 ]; then set -- setpriv --bounding-set=-all "$@"; fi
+    if [ "$(id -u)" = 0 ]; then set -- setpriv --bounding-set=-all,+setuid,+setgid "$@"; fi
     wrapped "$@"
 }
 
