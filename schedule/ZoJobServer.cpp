@@ -115,11 +115,10 @@ bool ZoJobServer::isWelcome(int fd)
 void ZoJobServer::refuse(int fd)
 {
     answer(fd, "error");
-    // What has come already is taken away: closing on unread data would cut the answer off.
-    char buffer[4096];
-    UtSocket::nonBlocking(fd);
-    while (::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT) == (long)sizeof buffer)
-        continue;
+    // What has come already is taken away, as far as an honest request goes: closing on unread data
+    // would cut the answer off.
+    char buffer[65536];
+    ::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);  // nothing has come yet: as good
     UtSocket::close(fd);
 }
 
