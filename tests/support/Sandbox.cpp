@@ -1,9 +1,10 @@
 #include "tests/support/Sandbox.h"
 
-#include <arpa/inet.h>
+#include "utlib/UtServerSocket.h"
+#include "utlib/UtSocket.h"
+
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -12,7 +13,6 @@
 #include <sstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,7 +31,8 @@ std::string Sandbox::home()
 
 std::string Sandbox::smallDisk()
 {
-    const char* const place = ::getenv("KELVO_SANDBOX_PRIVATE") ? ::getenv("KELVO_SANDBOX") : nullptr;
+    const char* const place =
+        ::getenv("KELVO_SANDBOX_PRIVATE") ? ::getenv("KELVO_SANDBOX") : nullptr;
     return place ? place + std::string("/small-disk") : "";
 }
 
@@ -43,6 +44,7 @@ std::string Sandbox::queueFile()
 void Sandbox::enterNew()
 {
     static int count = 0;
+    ::umask(022);
     theRoot = ::getenv("KELVO_SANDBOX") + ("/test" + std::to_string(++count));
     std::filesystem::create_directories(home());
     std::filesystem::create_directory(path("tmp"));
@@ -110,42 +112,21 @@ bool Sandbox::waitFor(const std::function<bool()>& condition, double seconds)
     return true;
 }
 
-/// A socket, and this machine's loopback address with a port.
-struct Loopback {
-    int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    struct sockaddr_in in = {};
-    struct sockaddr* const address = (struct sockaddr*)&in;
-    socklen_t size = sizeof in;
-
-    explicit Loopback(int port)
-    {
-        in.sin_family = AF_INET;
-        in.sin_port = htons((unsigned short)port);
-        in.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    }
-    ~Loopback() { ::close(fd); }
-};
-
 int Sandbox::freePort()
 {
-    Loopback any(0);
-    if (::bind(any.fd, any.address, any.size) != 0 ||
-        ::getsockname(any.fd, any.address, &any.size) != 0)
-        ADD_FAILURE() << "no free port: " << strerror(errno);
-    return ntohs(any.in.sin_port);
+    UtServerSocket any(0);
+    any.openSocket(0, -1, 0);
+    return any.port;
 }
 
 bool Sandbox::isListening(int port)
 {
-    for (const char* table : { "/proc/net/tcp", "/proc/net/tcp6" }) {
-        std::istringstream lines(read(table));
-        for (std::string line; std::getline(lines, line);) {
-            unsigned localPort, state;
-            if (::sscanf(line.c_str(), "%*s %*[^:]:%x %*s %x", &localPort, &state) == 2 &&
-                (int)localPort == port && state == 0x0A)
-                return true;
-        }
-    }
+    std::istringstream lines(read("/proc/net/tcp") + read("/proc/net/tcp6"));
+    unsigned used, state;
+    for (std::string line; std::getline(lines, line);)
+        if (::sscanf(line.c_str(), "%*s %*[^:]:%x %*s %x", &used, &state) == 2 && state == 0x0A &&
+            (int)used == port)
+            return true;
     return false;
 }
 
@@ -160,78 +141,65 @@ bool Sandbox::isListening(int port)
 
 std::string Sandbox::request(int port, const std::string& bytes)
 {
-    Loopback server(port);
-    const struct timeval limit = { 30, 0 };
-    ::setsockopt(server.fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    ::setsockopt(server.fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-    if (::connect(server.fd, server.address, server.size) != 0) {
-        ADD_FAILURE() << "no connection to port " << port << ": " << strerror(errno);
-        return "";
-    }
-    // A server may refuse and close before it has taken everything: its reply is what counts.
-    for (size_t sent = 0; sent < bytes.size();) {
-        const long n = ::send(server.fd, &bytes[sent], bytes.size() - sent, MSG_NOSIGNAL);
-        if (n <= 0)
-            break;
-        sent += n;
-    }
+    const int fd = UtSocket::connect(nullptr, port);
+    UtSocket::setTimeLimits(fd, 30);
+    // A server that refuses may close before it has taken everything: its reply is what counts.
+    (void)!::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (bytes.empty() || bytes.back() != '\n')
-        ::shutdown(server.fd, SHUT_WR);
+        ::shutdown(fd, SHUT_WR);
     std::string reply;
-    char piece[65536];
-    long n;
-    while ((n = ::recv(server.fd, piece, sizeof piece, 0)) > 0)
+    char piece[4096];
+    for (int n; (n = UtSocket::receive(fd, piece, sizeof piece, 0)) > 0;)
         reply.append(piece, n);
-    if (n < 0 && errno != ECONNRESET)
-        ADD_FAILURE() << "port " << port << " has neither answered nor closed: " << strerror(errno);
+    UtSocket::close(fd);
     return reply;
 }
 
 TestServer::TestServer(int givenPort)
     : port(givenPort > 0 ? givenPort : Sandbox::freePort()),
-      pid(-1),
       logFile(Sandbox::path("server-" + std::to_string(port) + ".log"))
 {
     const struct passwd* const entry = ::getpwuid(::getuid());
     const char* const variable = ::getenv("USER");
-    user = entry ? entry->pw_name : variable && *variable ? variable : "user";
+    user = entry ? entry->pw_name : variable ? variable : "user";
     pid = ::fork();
     if (pid == 0) {
         ::setenv("JOB_LOG_FILE", logFile.c_str(), 1);
         const char* const start = KELVO_BUILD_DIR "/bin/start";
         ::execl(start, start, "-jobserver", std::to_string(port).c_str(), (char*)nullptr);
-        ::perror(start);
         ::_exit(127);
     }
-    if (!Sandbox::waitFor([this] { return Sandbox::isListening(port) || hasEnded(); }) || pid < 0)
-        ADD_FAILURE() << "The server does not listen on port " << port;
+    Sandbox::waitFor([this] { return Sandbox::isListening(port) || wait(0) >= 0; });
+    EXPECT_TRUE(pid > 0 && wait(0) < 0 && Sandbox::isListening(port))
+        << "The server does not listen on port " << port;
 }
 
 TestServer::~TestServer()
 {
-    if (quit() >= 0 || pid < 0)
+    quit();
+    if (pid < 0)
         return;
     ADD_FAILURE() << "The server on port " << port << " has not ended by itself";
     ::kill(pid, SIGKILL);
-    Sandbox::waitFor([this] { return hasEnded(); });
-}
-
-bool TestServer::hasEnded()
-{
-    if (pid > 0 && ::waitpid(pid, &status, WNOHANG) == pid)
-        pid = -1;
-    return pid < 0;
+    wait();
 }
 
 int TestServer::wait(double seconds)
 {
-    Sandbox::waitFor([this] { return hasEnded(); }, seconds);
+    Sandbox::waitFor(
+        [this] {
+            if (pid > 0 && ::waitpid(pid, &status, WNOHANG) == pid)
+                pid = -1;
+            return pid < 0;
+        },
+        seconds);
     return pid < 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 int TestServer::quit()
 {
-    if (!hasEnded())
+    wait(0);
+    if (pid > 0)
         request(user + " quit\n");
     return wait();
 }

@@ -10,9 +10,9 @@
 /// a private place: its own user, host name, hosts file, home and temporary directory (also the
 /// working directory), fresh for each test; where bubblewrap can do it also its own network,
 /// process ids, /tmp and /var/tmp, with the rest of the machine read-only. Root is an ordinary user
-/// in there. A test fails that leaves a process behind, or a file outside of its place, or that has
-/// not ended after 75 seconds. KELVO_TEST_NO_BWRAP=1 in the environment does without bubblewrap;
-/// such runs wait for each other, since they share the machine's ports.
+/// in there. A test fails that leaves a process behind or a file outside of its place.
+/// KELVO_TEST_NO_BWRAP=1 in the environment does without bubblewrap; such runs wait for each other,
+/// since they share the machine's ports.
 class Sandbox
 {
 public:
@@ -24,8 +24,8 @@ public:
     /// An absolute path in the test's directory; the directory itself without a name.
     static std::string path(const std::string& name = "");
     static std::string home();
-    /// A directory on a file system of 1 MiB that the test shares with no other; empty where none can
-    /// be mounted.
+    /// A directory on a file system of 1 MiB that the test shares with no other; empty where none
+    /// can be mounted.
     static std::string smallDisk();
     /// Where the queue of the present home and host name lies.
     static std::string queueFile();
@@ -57,6 +57,7 @@ public:
 
     /// Sends the bytes to a port of this machine and returns everything that comes back until the
     /// peer closes. Bytes that do not end in a line end are followed by the end of the connection.
+    /// A connection that is refused or broken returns what came before.
     static std::string request(int port, const std::string& bytes);
 };
 
@@ -88,8 +89,6 @@ public:
 private:
     std::string user;
     int status = -1;
-
-    bool hasEnded();
 };
 
 #endif

@@ -5,20 +5,17 @@
 #include "tests/support/Sandbox.h"
 
 #include <csignal>
-#include <ctime>
 #include <dlfcn.h>
 #include <filesystem>
 #include <map>
 #include <set>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 
-static const int SECONDS_PER_TEST = 75;
-static const double SECONDS_TO_END = 3;  // for what a test has told to end
+static const double SECONDS_TO_END = 3;  ///< for what a test has told to end
 
 /// The living processes that descend from one, without the calling process, as " 4711 (sh) 4712
 /// (sleep)". Sends each of them a signal, if one is given.
@@ -37,16 +34,13 @@ static std::string descendants(int ancestor, int signal = 0)
             living[pid] = name;
     }
     std::string found;
-    for (const auto& [pid, name] : living) {
-        int above = pid;
-        while (above > 0 && above != ancestor)
-            above = parents[above];
-        if (above != ancestor || pid == ancestor)
-            continue;
-        found += " " + std::to_string(pid) + " (" + name + ")";
-        if (signal)
-            ::kill(pid, signal);
-    }
+    for (const auto& [pid, name] : living)
+        for (int above = parents[pid]; above > 0; above = parents[above])
+            if (above == ancestor) {
+                found += " " + std::to_string(pid) + " (" + name + ")";
+                if (signal)
+                    ::kill(pid, signal);
+            }
     return found;
 }
 
@@ -64,31 +58,13 @@ static std::set<std::string> strayFiles()
     return found;
 }
 
-static void onTimeout(int)
-{
-    static const char message[] = "The test has not ended in time.\n";
-    ::_exit(::write(STDERR_FILENO, message, sizeof message - 1) > 0 ? 124 : 125);
-}
-
 /// Begins and ends the world of each test.
 class Worlds : public ::testing::EmptyTestEventListener
 {
     std::set<std::string> strayBefore;
-    timer_t limit;  // of its own: alarm() and setitimer() are the tests'
-
-    void OnTestProgramStart(const ::testing::UnitTest&) override
-    {
-        struct sigevent event = {};
-        event.sigev_signo = SIGXCPU;
-        ::signal(SIGXCPU, onTimeout);
-        ::timer_create(CLOCK_MONOTONIC, &event, &limit);
-    }
 
     void OnTestStart(const ::testing::TestInfo&) override
     {
-        const struct itimerspec time = { {}, { SECONDS_PER_TEST, 0 } };
-        ::timer_settime(limit, 0, &time, nullptr);
-        ::umask(022);
         Sandbox::enterNew();
         strayBefore = strayFiles();
     }
@@ -130,24 +106,21 @@ static int keep(int argc, char** argv)
 {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-    for (int signal : { SIGINT, SIGTERM, SIGHUP })
-        ::signal(signal, SIG_DFL);
+    ::signal(SIGINT, SIG_DFL);  // a shell ignores it for what runs in its background
     theTests = ::fork();
     if (theTests == 0)
         return runTests(argc, argv);
     for (int signal : { SIGINT, SIGTERM, SIGHUP })
         ::signal(signal, [](int) { ::kill(theTests, SIGKILL); });
     int status = -1;
-    pid_t ended;
-    while ((ended = ::waitpid(-1, &status, 0)) != theTests && (ended > 0 || errno == EINTR)) {
-    }
+    for (pid_t ended = 0; ended != theTests && (ended >= 0 || errno == EINTR);)
+        ended = ::waitpid(-1, &status, 0);
+    if (WIFSIGNALED(status))
+        ::fprintf(stderr, "The tests were ended by signal %d.\n", WTERMSIG(status));
     const std::string left = descendants(::getpid(), SIGKILL);
     if (!left.empty())
         ::fprintf(stderr, "The tests left processes behind:%s\n", left.c_str());
-    if (WIFSIGNALED(status))
-        ::fprintf(stderr, "The tests were ended by signal %d.\n", WTERMSIG(status));
-    while (!descendants(::getpid(), SIGKILL).empty()) {
-    }
+    Sandbox::waitFor([] { return descendants(::getpid(), SIGKILL).empty(); });
     return WIFEXITED(status) && left.empty() ? WEXITSTATUS(status) : 1;
 }
 
