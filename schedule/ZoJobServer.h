@@ -54,9 +54,9 @@ public:
     void done(int fd);
     void quit(int fd);
 
-    /// Writes one reply, with a line end behind it unless it has one. A reply that cannot be
-    /// written is lost: its reader has gone.
-    void answer(int fd, const char* format, ...) UT_PRINTF(3, 4);
+    /// Writes one reply, with a line end behind it unless it has one. Returns 0, or -1 when it
+    /// cannot be written: its reader has gone or has taken nothing for too long.
+    int answer(int fd, const char* format, ...) UT_PRINTF(3, 4);
 
     /// Sends one message, framed like a reply, to a port of this machine. Says on standard error
     /// when nobody listens there.

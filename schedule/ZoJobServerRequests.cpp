@@ -116,12 +116,14 @@ void ZoJobServer::status(int fd)
 
 void ZoJobServer::list(int fd)
 {
-    answer(fd, "%d\n", (int)jobList.jobs.size());
-    for (long i = 0; i < jobList.jobs.size(); ++i) {
+    // A reader that stands still is waited for once, not once a job.
+    int result = answer(fd, "%d\n", (int)jobList.jobs.size());
+    for (long i = 0; i < jobList.jobs.size() && result == 0; ++i) {
         const ZoJob* const job = jobList.jobs[i];
-        answer(fd, "%d \"%s\" \"%s\" %s %lld %lld %lld %d\n", job->state, (const char*)job->command,
-               (const char*)job->description, (const char*)job->directory, job->id, job->startTime,
-               job->endTime, job->reserved);
+        result = answer(fd, "%d \"%s\" \"%s\" %s %lld %lld %lld %d\n", job->state,
+                        (const char*)job->command, (const char*)job->description,
+                        (const char*)job->directory, job->id, job->startTime, job->endTime,
+                        job->reserved);
     }
 }
 
@@ -154,23 +156,25 @@ void ZoJobServer::quit(int fd)
     answer(fd, "ok");
 }
 
-/// Writes the formatted text and, unless it has one, a line end.
-static void sendLine(int fd, const char* format, va_list arguments)
+/// Writes the formatted text and, unless it has one, a line end. Returns 0 or -1.
+static int sendLine(int fd, const char* format, va_list arguments)
 {
     UtString text;
     text.vprintf(format, arguments);
-    UtSocket::send(fd, "%s", (const char*)text);
-    if (text.length() > 0 && text[text.length() - 1] != '\n')
-        UtSocket::send(fd, "\n");
+    int result = UtSocket::send(fd, "%s", (const char*)text);
+    if (result == 0 && text.length() > 0 && text[text.length() - 1] != '\n')
+        result = UtSocket::send(fd, "\n");
+    return result;
 }
 
-void ZoJobServer::answer(int fd, const char* format, ...)
+int ZoJobServer::answer(int fd, const char* format, ...)
 {
     UtSocket::nonBlocking(fd);
     va_list arguments;
     va_start(arguments, format);
-    sendLine(fd, format, arguments);
+    const int result = sendLine(fd, format, arguments);
     va_end(arguments);
+    return result;
 }
 
 void ZoJobServer::send(int toPort, const char* format, ...)
