@@ -72,19 +72,31 @@ static void redirect(FILE* stream, const char* path)
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_APPEND);
 }
 
-/// Goes to the job's directory and sends output to "log" there. A directory that does not exist
-/// leaves both as they are.
-static void enterDirectory(const char* directory)
+/// Sends output to "log" in the job's directory. Without that directory it goes where the server's
+/// goes.
+static void redirectOutput(const char* directory)
 {
     char path[4096];
     const int n = ::snprintf(path, sizeof path, "%s/log", directory);
     if (!UtDirectory::isDirectory(directory))
         return;
-    if (::chdir(directory) != 0)
-        ::perror(directory);
     const bool fits = n > 0 && n < (int)sizeof path;
     redirect(stdout, fits ? path : "/dev/null");
     redirect(stderr, fits ? path : "/dev/null");
+}
+
+/// Runs the command in the job's directory, if that exists, and comes back: a directory in the
+/// queue that is relative is so to where the server was started.
+static void execute(UtHandle<ZoJob> job)
+{
+    const int start = ::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (UtDirectory::isDirectory(job->directory) && ::chdir(job->directory) != 0)
+        ::perror(job->directory);
+    if (::system(job->command) == -1)
+        ::perror("cannot start a shell");
+    if (start < 0 || ::fchdir(start) != 0)
+        ::perror("cannot return to the server's directory");
+    ::close(start);
 }
 
 void ZoJobList::runChild(UtHandle<ZoJob> job)
@@ -96,12 +108,11 @@ void ZoJobList::runChild(UtHandle<ZoJob> job)
     lockFile = -1;
     ZoProcess::resetSignals();
     ZoProcess::closeDescriptorsOnExec();
-    enterDirectory(job->directory);
+    redirectOutput(job->directory);
     ::printf("Starting \"%s\"\n", (const char*)job->command);
     ::fflush(stdout);  // ahead of the command's own output
     log("executing \"%s\" (pid = %d)\n", (const char*)job->command, (int)::getpid());
-    if (::system(job->command) == -1)
-        ::perror("cannot start a shell");
+    execute(job);
     ::signal(SIGXFSZ, SIG_IGN);  // a file size limit must not end us before the record
     ZoProcess::pause(PAUSE_SECONDS);
     recordEnd(job);
