@@ -1,0 +1,55 @@
+#!/bin/bash
+# install.sh SOURCES BUILD: installs the tree and moves it away, then builds the example programs of
+# the documents against it and runs them. Called by ctest, in the sandbox.
+set -euo pipefail
+sources=$1 build=$2
+place=$KELVO_SANDBOX tree=$KELVO_SANDBOX/moved
+cd "$place"
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+if (: </dev/tcp/127.0.0.1/7160) 2>/dev/null; then
+    fail "somebody else's server holds port 7160"
+fi
+mkdir home
+echo "tester:x:$(id -u):$(id -g)::$place/home:/bin/sh" >passwd
+echo "127.0.0.1 node1 localhost" >hosts
+export HOME=$place/home NSS_WRAPPER_HOSTNAME=node1
+
+cmake --install "$build" --prefix "$place/first" >install.log
+mv first "$tree"
+trap '"$tree/bin/zojob" quit' EXIT
+
+# What the documents show is what is built and run here.
+documents=$(cat "$sources"/README.md "$sources"/doc/{embedding,protocol}.md)
+for file in "$sources"/doc/examples/*; do
+    [[ $documents == *"$(<"$file")"* ]] || fail "no document shows ${file##*/} as it is"
+done
+
+cmake -S "$sources/doc/examples" -B with-cmake -DCMAKE_PREFIX_PATH="$tree" >cmake.log
+cmake --build with-cmake >>cmake.log || fail "find_package: $(<cmake.log)"
+export PKG_CONFIG_PATH=$tree/lib/pkgconfig
+read -ra flags <<<"$(pkg-config --cflags --libs schedule) -Wl,-rpath,$tree/lib"
+mkdir with-pkg-config
+for name in queue submit list; do
+    c++ -std=c++17 "$sources/doc/examples/$name.cpp" -o with-pkg-config/$name "${flags[@]}"
+done
+
+for how in with-cmake with-pkg-config; do
+    ./$how/submit "$tree" 'echo it runs in $PWD' >log || fail "$how/submit: $(<log)"
+    grep -q '^it runs in /var/tmp/example' log || fail "$how/submit printed: $(<log)"
+    ./$how/submit "$tree" 'echo "quoted"' 2>/dev/null && fail "$how/submit: a quote was carried"
+    [[ -z $(./$how/list "$tree") ]] || fail "$how/submit left its job behind"
+done
+[[ $(ps xo args) == *"$tree/bin/start -jobserver 7160"* ]] || fail "another tree's server runs"
+python3 "$sources/doc/examples/client.py" 'echo hello; exit 3' >log || fail "client.py: $(<log)"
+[[ $(<log) == $'Starting "echo hello; exit 3"\nhello' ]] || fail "client.py printed: $(<log)"
+
+[[ $(./with-cmake/queue "$tree" 'echo from an application') == "11 echo from an application" ]] ||
+    fail "queue does not show the job as running"
+"$tree/bin/zojob" wait last
+[[ $("$tree/bin/zojob" log last) == *"from an application" ]] || fail "zojob does not show its log"
+"$tree/bin/zojob" remove --force last
