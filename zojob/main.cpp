@@ -1,1 +1,76 @@
-int main() {}
+#include "zojob/Commands.h"
+#include "zojob/Options.h"
+#include "zojob/Report.h"
+
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <fcntl.h>
+#include <unistd.h>
+
+struct Command {
+    const char* name;
+    int (*function)(const Options&);
+};
+
+static const Command COMMANDS[] = {
+    { "submit", submitCommand }, { "list", listCommand },     { "run", runCommand },
+    { "kill", killCommand },     { "remove", removeCommand }, { "log", logCommand },
+    { "wait", waitCommand },     { "show", showCommand },     { "status", statusCommand },
+    { "quit", quitCommand },
+};
+
+static int runOptions(const Options& options)
+{
+    for (const Command& command : COMMANDS)
+        if (options.command == command.name)
+            return command.function(options);
+    print(options.text);
+    return DONE_WELL;
+}
+
+static int runProtected(int argc, char** argv)
+{
+    try {
+        return runOptions(parseOptions(argc, argv));
+    } catch (const Failure& failure) {
+        note(failure.text);
+        return failure.code;
+    } catch (const std::exception& exception) {
+        note(std::string("cannot go on: ") + exception.what());
+        return REFUSED;
+    }
+}
+
+/// A reader that has seen enough, as in `zojob list | head -1`, is no failure; a full disk is.
+static int finishOutput(int code)
+{
+    if (flushPrinted() || printError() == EPIPE)
+        return code;
+    errno = printError();
+    note(withReason("cannot write to standard output"));
+    return code == DONE_WELL ? REFUSED : code;
+}
+
+static void ignorePipe(int)
+{
+}
+
+/// Gives standard descriptors that the caller closed a place of their own, or a connection would
+/// get theirs and what is printed. Reading and writing there fails.
+static void occupyStandard()
+{
+    int fd = ::open("/dev/null", O_PATH);
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = ::open("/dev/null", O_PATH);
+    if (fd >= 0)
+        ::close(fd);
+}
+
+int main(int argc, char** argv)
+{
+    occupyStandard();
+    // A handler and not SIG_IGN: a server started from here must not inherit it.
+    std::signal(SIGPIPE, ignorePipe);
+    return finishOutput(runProtected(argc, argv));
+}

@@ -1,0 +1,68 @@
+#include "zojob/Output.h"
+
+#include "zojob/JobName.h"
+#include "zojob/PrivateDirectory.h"
+#include "zojob/Report.h"
+#include "zojob/Text.h"
+
+#include <nlohmann/json.hpp>
+
+using Json = nlohmann::ordered_json;
+
+static void write(const Json& document)
+{
+    print(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+static Json time(long long seconds)
+{
+    return seconds ? Json(seconds) : Json(nullptr);
+}
+
+static Json toJson(const ZoJob& job, const std::string& name)
+{
+    const int status = PrivateDirectory::exitStatus(job);
+    return Json{ { "id", job.id },
+                 { "name", name },
+                 { "state", stateName(job) },
+                 { "exit", status < 0 ? Json(nullptr) : Json(status) },
+                 { "description", str(job.description) },
+                 { "command", str(job.command) },
+                 { "directory", str(job.directory) },
+                 { "start", time(job.startTime) },
+                 { "end", time(job.endTime) },
+                 { "time", job.runTime() },
+                 { "reserved", job.reserved } };
+}
+
+void writeJsonList(const Jobs& jobs, const std::vector<std::string>& names)
+{
+    Json list = Json::array();
+    for (std::size_t i = 0; i < jobs.size(); ++i)
+        list.push_back(toJson(*jobs[i], names[i]));
+    write(list);
+}
+
+void writeJsonJob(const ZoJob& job, const std::string& name, bool more)
+{
+    Json document = toJson(job, name);
+    if (more) {
+        const bool ours = PrivateDirectory::isOurs(job);
+        document["log"] = str(job.directory) + "/log";
+        document["script"] = ours ? Json(PrivateDirectory::script(job)) : Json(nullptr);
+    }
+    write(document);
+}
+
+void writeJsonStatus(const char* server, const std::string& host, const Jobs& jobs)
+{
+    Json counts = Json::object();
+    for (int i = 0; i < 4; ++i)
+        counts[STATE_NAMES[i]] = countStates(jobs)[i];
+    const JobHandle running = runningJob(jobs);
+    write(
+        Json{ { "server", server },
+              { "host", host.empty() ? Json(nullptr) : Json(host) },
+              { "counts", counts },
+              { "running", running ? toJson(*running, jobName(jobs, *running)) : Json(nullptr) } });
+}

@@ -1,0 +1,281 @@
+#include "zojob/Options.h"
+
+#include "schedule/ZoSchedule.h"
+#include "zojob/JobName.h"
+#include "zojob/Report.h"
+
+#include <CLI/CLI.hpp>
+
+#include <climits>
+#include <unistd.h>
+
+static const char* const NAMES_HELP =
+    "A JOB is named by its id, any unique end of the id's digits, ID:DIRECTORY, or 'last'.";
+static const char* const WORDS_HELP =
+    "Two words or more are a command with exactly these arguments. One word is a line of shell.\n"
+    "A single - reads a script from standard input. The job gets the caller's environment.\n";
+static const char* const COMMON_HELP = "Options of every command: see 'zojob --help'.";
+
+/// The version in the library's record, "|key|value|key|value...".
+static std::string versionText()
+{
+    const std::string record = kelvopackage_schedule(), key = "|version_tag|v";
+    const std::size_t start = record.find(key) + key.size();
+    return "zojob " + record.substr(start, record.find('|', start) - start);
+}
+
+/// The installation directory: this program is its bin/zojob, whatever link led here.
+static std::string ownRoot()
+{
+    char path[PATH_MAX];
+    const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path);
+    const std::string program(path, n > 0 ? n : 0);
+    const std::size_t bin = program.rfind('/');
+    if (bin == std::string::npos || bin == 0)
+        return "";
+    return program.substr(0, program.rfind('/', bin - 1));
+}
+
+static const double WATCH_INTERVAL = 2;  // seconds, for a --watch without a number
+
+/// The set-up of CLI11, which fills the options while it parses.
+class Grammar
+{
+public:
+    explicit Grammar(Options& target);
+
+    CLI::App app{ "Queues shell commands and runs them one after another in the background.\n"
+                  "Without a command it lists the queue.",
+                  "zojob" };
+    CLI::App* submit = nullptr;
+
+private:
+    void addSubmit();
+    void addList();
+    void addQueueCommands();
+    void addLookCommands();
+    CLI::App* command(const char* name, const char* help);
+    void jobs(CLI::App* sub, int least, int most);
+
+    Options& options;
+    std::vector<std::string> unused;  // what stands for submit's words
+};
+
+Grammar::Grammar(Options& target) : options(target)
+{
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("Positionals", "Arguments");
+    app.get_formatter()->label("REQUIRED", "");
+    app.require_subcommand(0, 1);
+    app.fallthrough();
+    app.set_help_flag("-h,--help", "Say how zojob, or one of its commands, is used");
+    app.set_version_flag("-V,--version", versionText(), "Print the version");
+    app.add_option("--host", options.host, "Use the server on this machine")->type_name("NAME");
+    app.add_option("--root", options.root, "Installation directory whose bin/start starts a server")
+        ->type_name("DIR");
+    app.add_option("--color", options.color, "Colour: auto, never or always")
+        ->check(CLI::IsMember({ "auto", "never", "always" }).description(""))
+        ->type_name("WHEN");
+    app.footer(std::string(NAMES_HELP) + "\nExit codes: 0 done; 1 refused or nothing matched; 2 "
+                                         "wrong usage; 3 no server; 124 wait timed out.");
+    addSubmit();
+    addList();
+    addQueueCommands();
+    addLookCommands();
+}
+
+CLI::App* Grammar::command(const char* name, const char* help)
+{
+    CLI::App* const sub = app.add_subcommand(name, help);
+    sub->group("Commands");
+    sub->footer(std::string(NAMES_HELP) + "\n" + COMMON_HELP);
+    sub->callback([this, name] { options.command = name; });
+    return sub;
+}
+
+void Grammar::jobs(CLI::App* sub, int least, int most)
+{
+    sub->add_option("JOB", options.jobs, "The job's name")
+        ->required(least > 0)
+        ->expected(std::max(least, 1), most)
+        ->type_name("");
+}
+
+void Grammar::addSubmit()
+{
+    submit = command("submit", "Queue a command; print the job's id");
+    submit->alias("add");
+    submit->add_option("-L,--label", options.label, "Description; default: the command")
+        ->type_name("TEXT");
+    submit->add_option("-C,--directory", options.directory, "Run the command there; default: here")
+        ->type_name("DIR");
+    submit->add_flag("-r,--run", options.run, "Also run the waiting jobs");
+    submit->add_flag("-w,--wait", options.wait, "Wait for its end, and end with its status");
+    submit->add_flag("-q,--quiet", options.quiet, "Print nothing");
+    submit->add_flag("--json", options.json, "Print the job as JSON");
+    submit
+        ->add_option("CMD", unused,
+                     "Two words or more: exactly these arguments. One word: a line "
+                     "of shell. -: a script from standard input")
+        ->type_name("")
+        ->expected(1, INT_MAX)
+        ->required();
+    submit->footer(std::string(WORDS_HELP) + COMMON_HELP);
+}
+
+void Grammar::addList()
+{
+    CLI::App* const list = command("list", "List the queue");
+    list->alias("ls");
+    list->add_option("--state", options.states, "Only these: waiting, running, done, killed")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::IsMember({ "waiting", "running", "done", "killed" }).description(""))
+        ->type_name("S,S");
+    list->add_option("-n", options.count, "Only the last N jobs")
+        ->check(CLI::Range(0, 1000000000).description(""))
+        ->type_name("N");
+    list->add_option("--watch", options.watch, "Again every SEC seconds; default 2")
+        ->expected(0, 1)
+        ->check(CLI::Range(0.1, 1e6).description(""))
+        ->type_name("[=SEC]");
+    list->add_flag("--wide", options.wide, "All columns, uncut");
+    list->add_flag("--json", options.json, "One JSON array");
+    list->add_flag("--no-header", options.noHeader, "Neither headings nor counts");
+    list->add_flag("--names", options.names)->group("");  // for completions
+    list->footer(COMMON_HELP);
+}
+
+void Grammar::addQueueCommands()
+{
+    jobs(command("run", "Run one waiting job, or all"), 0, 1);
+    jobs(command("kill", "Kill the running job; JOB: only if it is that one"), 0, 1);
+    CLI::App* const remove = command("remove", "Remove jobs with what zojob made for them");
+    remove->alias("rm");
+    remove->add_flag("--force", options.force, "Also those whose directories zojob did not make");
+    remove->add_flag("--finished", options.finished, "All that are done or killed");
+    jobs(remove, 0, INT_MAX);
+    command("quit", "End the server; a running job goes on")->footer(COMMON_HELP);
+}
+
+void Grammar::addLookCommands()
+{
+    CLI::App* const log = command("log", "Print a job's output; default: the running or last run");
+    log->add_flag("-f,--follow", options.follow, "Go on until the job ends");
+    log->add_option("-n,--lines", options.lines, "Only the last LINES lines")
+        ->check(CLI::Range(0, 1000000000).description(""))
+        ->type_name("LINES");
+    jobs(log, 0, 1);
+    CLI::App* const wait = command("wait", "Wait for jobs, default all; end with their status");
+    wait->add_option("--timeout", options.timeout, "End with 124 after so many seconds")
+        ->check(CLI::Range(0.0, 1e9).description(""))
+        ->type_name("SEC");
+    jobs(wait, 0, INT_MAX);
+    CLI::App* const show = command("show", "Show everything about a job");
+    show->add_flag("--json", options.json, "As JSON");
+    jobs(show, 1, 1);
+    CLI::App* const status = command("status", "Say whether a server runs, and what; starts none");
+    status->add_flag("--json", options.json, "As JSON");
+    status->footer(COMMON_HELP);
+}
+
+/// Whether this word, which begins with "-", has its value in the next one.
+static bool takesNext(const CLI::App& app, const CLI::App* sub, const std::string& word)
+{
+    const auto takesValue = [&app, sub](const std::string& name) {
+        const CLI::Option* option = sub ? sub->get_option_no_throw(name) : nullptr;
+        if (!option)
+            option = app.get_option_no_throw(name);
+        return option && option->get_items_expected_min() > 0;
+    };
+    if (word.compare(0, 2, "--") == 0)
+        return word.find('=') == std::string::npos && takesValue(word);
+    for (std::size_t i = 1; i < word.size(); ++i)
+        if (takesValue(std::string("-") + word[i]))
+            return i + 1 == word.size();
+    return false;
+}
+
+/// Takes the words of a submitted command off the end of the arguments. They must not pass through
+/// CLI11, which would read options and lists in brackets out of them.
+static std::vector<std::string> takeWords(const Grammar& grammar, std::vector<std::string>& args)
+{
+    const CLI::App* sub = nullptr;
+    std::size_t i = 0;
+    for (; i < args.size(); ++i) {
+        const std::string& word = args[i];
+        if (sub && word == "--")
+            break;
+        if (word.size() > 1 && word[0] == '-') {
+            i += takesNext(grammar.app, sub, word);
+            continue;
+        }
+        if (sub)
+            break;
+        if (!grammar.submit->check_name(word))
+            return {};
+        sub = grammar.submit;
+    }
+    const std::size_t end = std::min(i, args.size());
+    const std::size_t start = end < args.size() && args[end] == "--" ? end + 1 : end;
+    std::vector<std::string> words(args.begin() + start, args.end());
+    args.resize(end);
+    if (!words.empty())
+        args.push_back("CMD");  // stands for them where one is required
+    return words;
+}
+
+/// Writes "--label=" as "--label" and an empty word: CLI11 would take the next word for the value.
+static void separateEmptyValues(std::vector<std::string>& args)
+{
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        if (args[i].size() < 4 || args[i].compare(0, 2, "--") != 0 || args[i].back() != '=')
+            continue;
+        args[i].pop_back();
+        args.insert(args.begin() + i + 1, "");
+    }
+}
+
+/// What CLI11 cannot check by itself.
+static void checkTogether(const Options& options)
+{
+    if (options.command == "list" && options.json && options.watch > 0)
+        throw Failure{ WRONG_USAGE, "--json prints one document, --watch many: choose one" };
+    if (options.command == "remove" && options.jobs.empty() != options.finished)
+        throw Failure{ WRONG_USAGE, "remove which jobs? Name them, or use --finished, not both" };
+}
+
+Options parseOptions(int argc, char** argv)
+{
+    Options options;
+    Grammar grammar(options);
+    std::vector<std::string> args(argv + (argc > 0), argv + argc);
+    options.words = takeWords(grammar, args);
+    separateEmptyValues(args);
+    std::reverse(args.begin(), args.end());  // the order in which CLI11 takes them
+    try {
+        grammar.app.parse(args);
+    } catch (const CLI::CallForHelp&) {
+        options.command.clear();
+        options.text = grammar.app.help();
+        return options;
+    } catch (const CLI::CallForVersion& version) {
+        options.command.clear();
+        options.text = std::string(version.what()) + "\n";
+        return options;
+    } catch (const CLI::ExtrasError&) {
+        const std::string word = grammar.app.remaining(true).at(0);
+        const bool isCommand = grammar.app.get_subcommands().empty() && word[0] != '-';
+        throw Failure{ WRONG_USAGE, (isCommand ? "unknown command '" : "unexpected '") + word +
+                                        "'; see 'zojob --help'" };
+    } catch (const CLI::ParseError& error) {
+        throw Failure{ WRONG_USAGE, std::string(error.what()) + "; see 'zojob --help'" };
+    }
+    options.labelled = grammar.submit->count("--label") > 0;
+    if (grammar.app.get_subcommand("list")->count("--watch") > 0 && options.watch == 0)
+        options.watch = WATCH_INTERVAL;
+    checkTogether(options);
+    if (options.root.empty())
+        options.root = ownRoot();
+    return options;
+}

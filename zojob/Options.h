@@ -1,0 +1,49 @@
+#ifndef OPTIONS_H
+#define OPTIONS_H
+
+#include <string>
+#include <vector>
+
+/// What the command line says. The defaults are those of a command without options.
+struct Options {
+    std::string command = "list";  ///< name of the command, never its alias; empty for help
+    std::string text;              ///< what help or version print
+
+    std::string host;            ///< empty: this machine
+    std::string root;            ///< installation directory
+    std::string color = "auto";  ///< "auto", "never" or "always"
+    bool json = false;
+    std::vector<std::string> jobs;  ///< names of jobs as they were given
+
+    // submit
+    std::vector<std::string> words;  ///< the command, exactly as it was given
+    std::string label;
+    bool labelled = false;
+    std::string directory;  ///< empty: where zojob was called
+    bool run = false;
+    bool wait = false;
+    bool quiet = false;
+
+    // list
+    std::vector<std::string> states;  ///< empty: all
+    long count = -1;                  ///< the last so many jobs; -1: all
+    double watch = 0;                 ///< seconds between two lists; 0: only one
+    bool wide = false;
+    bool noHeader = false;
+    bool names = false;  ///< a name and a description a line, for completions
+
+    // remove
+    bool force = false;
+    bool finished = false;
+
+    // log
+    bool follow = false;
+    long lines = -1;  ///< the last so many lines; -1: all
+
+    double timeout = -1;  ///< wait: seconds; -1: without end
+};
+
+/// Reads the command line. Throws Failure with WRONG_USAGE for one that makes no sense.
+Options parseOptions(int argc, char** argv);
+
+#endif

@@ -1,0 +1,38 @@
+#ifndef REPORT_H
+#define REPORT_H
+
+#include <string>
+
+/// How zojob ends; part of what scripts rely on. `wait` and `submit --wait` end with a job's own
+/// status instead when there is nothing to report.
+enum {
+    DONE_WELL = 0,
+    REFUSED = 1,      ///< the server refused, nothing matched, or a file could not be used
+    WRONG_USAGE = 2,  ///< the command line makes no sense
+    NO_SERVER = 3,    ///< no server could be reached or started
+    TIMED_OUT = 124,  ///< `wait --timeout`
+    INTERRUPTED = 130
+};
+
+/// Thrown to end the command: the exit code, and one line that says what happened and what to do.
+struct Failure {
+    int code;
+    std::string text;
+};
+
+/// Writes "zojob: TEXT" and a line end to standard error, after what standard output holds.
+void note(const std::string& text);
+
+/// `text` with the reason that errno gives, as in "cannot write x: No space left on device".
+std::string withReason(const std::string& text);
+
+/// Writes text to standard output. The first failure is kept for the end of the program.
+void print(const std::string& text);
+
+/// Sends on what print() has collected; false when anything could not be written so far.
+bool flushPrinted();
+
+/// The errno of the first failure to write; 0 when there was none.
+int printError();
+
+#endif

@@ -1,0 +1,128 @@
+#include "zojob/Output.h"
+
+#include "zojob/JobName.h"
+#include "zojob/PrivateDirectory.h"
+#include "zojob/Report.h"
+#include "zojob/Text.h"
+
+#include <array>
+#include <cstdlib>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <vector>
+
+enum { ID, STATE, EXIT, TIME, START, END, DIRECTORY, COMMAND, DESCRIPTION, COLUMNS };
+
+using Row = std::array<std::string, COLUMNS>;
+
+static const Row HEADER = { { "ID", "STATE", "EXIT", "TIME", "START", "END", "DIRECTORY", "COMMAND",
+                              "DESCRIPTION" } };
+static const char* const STATE_COLORS[] = { "\033[33m", "\033[1;34m", "\033[32m", "\033[31m" };
+static const char* const PLAIN = "\033[0m";
+static const std::size_t UNLIMITED = (std::size_t)-1;
+
+bool wantsColor(const Options& options)
+{
+    const char* const refused = std::getenv("NO_COLOR");
+    if (options.color != "auto")
+        return options.color == "always";
+    return !(refused && refused[0]) && ::isatty(STDOUT_FILENO);
+}
+
+/// Columns of the terminal; no limit for a file or a pipe, where everything is wanted.
+static std::size_t terminalWidth()
+{
+    struct winsize size;
+    if (!::isatty(STDOUT_FILENO) || ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0)
+        return UNLIMITED;
+    return size.ws_col ? size.ws_col : UNLIMITED;
+}
+
+static std::string padded(const std::string& text, std::size_t columns)
+{
+    const std::size_t n = width(text);
+    return n < columns ? text + std::string(columns - n, ' ') : text;
+}
+
+std::string coloredState(const ZoJob& job, bool color, std::size_t columns)
+{
+    const std::string name = padded(stateName(job), columns);
+    for (int i = 0; color && i < 4; ++i)
+        if (STATES[i] == job.state)
+            return STATE_COLORS[i] + name + PLAIN;
+    return name;
+}
+
+static Row makeRow(const ZoJob& job, bool wide)
+{
+    const int status = PrivateDirectory::exitStatus(job);
+    Row row;
+    row[ID] = std::to_string(job.id);
+    row[STATE] = stateName(job);
+    row[EXIT] = status < 0 ? "-" : std::to_string(status);
+    row[TIME] = job.startTime ? duration(job.runTime()) : "-";
+    row[DESCRIPTION] = printable(str(job.description));
+    if (wide) {
+        row[START] = dateTime(job.startTime);
+        row[END] = dateTime(job.endTime);
+        row[DIRECTORY] = printable(str(job.directory));
+        row[COMMAND] = printable(str(job.command));
+    }
+    return row;
+}
+
+static bool isShown(int column, bool wide)
+{
+    return wide || column <= TIME || column == DESCRIPTION;
+}
+
+static std::array<std::size_t, COLUMNS> columnWidths(const std::vector<Row>& rows)
+{
+    std::array<std::size_t, COLUMNS> widths{};
+    for (const Row& row : rows)
+        for (int c = 0; c < COLUMNS; ++c)
+            widths[c] = std::max(widths[c], width(row[c]));
+    return widths;
+}
+
+void writeTable(const Jobs& jobs, const Options& options)
+{
+    std::vector<Row> rows;
+    if (!options.noHeader)
+        rows.push_back(HEADER);
+    const std::size_t first = rows.size();
+    for (const JobHandle& job : jobs)
+        rows.push_back(makeRow(*job, options.wide));
+    const auto widths = columnWidths(rows);
+    const std::size_t limit = options.wide ? UNLIMITED : terminalWidth();
+    const bool color = wantsColor(options);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        std::string line;
+        for (int c = 0; c < DESCRIPTION; ++c)
+            if (isShown(c, options.wide))
+                line += padded(rows[i][c], widths[c]) + "  ";
+        line = cut(line + rows[i][DESCRIPTION], limit);
+        const std::size_t state = widths[ID] + 2;  // where the state stands in the line
+        if (color && i >= first && line.size() >= state + widths[STATE])
+            line.replace(state, widths[STATE], coloredState(*jobs[i - first], true, widths[STATE]));
+        print(line.substr(0, line.find_last_not_of(' ') + 1) + "\n");
+    }
+}
+
+std::array<int, 4> countStates(const Jobs& jobs)
+{
+    std::array<int, 4> counts{};
+    for (const JobHandle& job : jobs)
+        for (int i = 0; i < 4; ++i)
+            counts[i] += job->state == STATES[i];
+    return counts;
+}
+
+std::string countText(const Jobs& jobs)
+{
+    const auto counts = countStates(jobs);
+    std::string text;
+    for (int i = 0; i < 4; ++i)
+        text += (i ? ", " : "") + std::to_string(counts[i]) + " " + STATE_NAMES[i];
+    return text;
+}
