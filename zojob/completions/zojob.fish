@@ -1,0 +1,61 @@
+# Completion of zojob for fish: commands, options, and the jobs of the queue with what they are.
+# Asking for the jobs never starts a server.
+
+set -l commands submit add list ls run kill remove rm log wait show status quit
+set -l none "not __fish_seen_subcommand_from $commands"
+
+# __zojob_jobs COMMANDS STATES: completes the jobs in these states after one of the commands.
+function __zojob_jobs
+    complete -c zojob -f -k -n "__fish_seen_subcommand_from $argv[1]" \
+        -a "(zojob list --names --state $argv[2] 2>/dev/null)"
+end
+
+complete -c zojob -f -n $none -a submit -d 'Queue a command'
+complete -c zojob -f -n $none -a list -d 'List the queue'
+complete -c zojob -f -n $none -a run -d 'Run one waiting job, or all'
+complete -c zojob -f -n $none -a kill -d 'Kill the running job'
+complete -c zojob -f -n $none -a remove -d 'Remove jobs'
+complete -c zojob -f -n $none -a log -d "Print a job's output"
+complete -c zojob -f -n $none -a wait -d 'Wait for jobs'
+complete -c zojob -f -n $none -a show -d 'Show everything about a job'
+complete -c zojob -f -n $none -a status -d 'Say whether a server runs, and what'
+complete -c zojob -f -n $none -a quit -d 'End the server'
+
+complete -c zojob -l host -x -a '(__fish_print_hostnames)' -d 'Use the server on this machine'
+complete -c zojob -l root -x -a '(__fish_complete_directories)' -d 'Installation directory'
+complete -c zojob -l color -x -a 'auto never always' -d Colour
+complete -c zojob -s h -l help -d 'Say how it is used'
+complete -c zojob -s V -l version -n $none -d 'Print the version'
+
+set -l submit '__fish_seen_subcommand_from submit add'
+complete -c zojob -n $submit -s L -l label -x -d Description
+complete -c zojob -n $submit -s C -l directory -x -a '(__fish_complete_directories)' -d 'Run there'
+complete -c zojob -n $submit -s r -l run -d 'Also run the waiting jobs'
+complete -c zojob -n $submit -s w -l wait -d 'Wait, and end with its status'
+complete -c zojob -n $submit -s q -l quiet -d 'Print nothing'
+complete -c zojob -n $submit -l json -d 'Print the job as JSON'
+complete -c zojob -n $submit -x -a '(__fish_complete_subcommand --fcs-skip=2)'
+
+set -l list '__fish_seen_subcommand_from list ls'
+complete -c zojob -f -n $list
+complete -c zojob -n $list -l state -x -a 'waiting running done killed' -d 'Only these'
+complete -c zojob -n $list -s n -x -d 'Only the last jobs'
+complete -c zojob -n $list -l watch -d 'Again every so many seconds'
+complete -c zojob -n $list -l wide -d 'All columns'
+complete -c zojob -n $list -l no-header -d 'Neither headings nor counts'
+complete -c zojob -n '__fish_seen_subcommand_from list ls show status' -l json -d 'As JSON'
+
+__zojob_jobs run waiting
+__zojob_jobs kill running
+__zojob_jobs 'remove rm' waiting,done,killed
+__zojob_jobs wait waiting,running
+__zojob_jobs 'log show' waiting,running,done,killed
+functions -e __zojob_jobs
+
+set -l remove '__fish_seen_subcommand_from remove rm'
+complete -c zojob -n $remove -l force -d 'Also directories that zojob did not make'
+complete -c zojob -n $remove -l finished -d 'All that are done or killed'
+complete -c zojob -n '__fish_seen_subcommand_from log' -s f -l follow -d 'Go on until the job ends'
+complete -c zojob -n '__fish_seen_subcommand_from log' -s n -l lines -x -d 'Only the last lines'
+complete -c zojob -n '__fish_seen_subcommand_from wait' -l timeout -x -d 'Seconds'
+complete -c zojob -f -n '__fish_seen_subcommand_from status quit'
