@@ -1,0 +1,239 @@
+// The job record and the job list, in this process; jobs run in forks of it.
+
+#include "schedule/ZoJobList.h"
+#include "tests/support/Sandbox.h"
+
+#include <csignal>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+static bool forkFails;
+static std::function<void(pid_t)> onSignal;
+
+// These replace libc's, for the libraries too.
+#pragma GCC visibility push(default)
+extern "C" time_t time(time_t*) noexcept
+{
+    return 1700000000;  // 22:13:20 UTC
+}
+
+extern "C" pid_t fork() noexcept
+{
+    static const auto realFork = (pid_t(*)())::dlsym(RTLD_NEXT, "fork");
+    return forkFails ? -1 : realFork();
+}
+
+extern "C" int kill(pid_t pid, int signal) noexcept
+{
+    if (!onSignal)
+        return (int)::syscall(SYS_kill, pid, signal);
+    onSignal(signal == SIGTERM ? pid : -1);
+    return 0;
+}
+#pragma GCC visibility pop
+
+/// The queue of the test's user, and a directory "d" with the markers of jobs.
+class JobList : public ::testing::Test
+{
+protected:
+    ZoJobList list;
+
+    JobList()
+    {
+        forkFails = false;
+        onSignal = nullptr;
+        ZoJobList::logFile = "scheduler.log";
+        fs::create_directory("d");
+        for (const char* marker : { "d/.1", "d/.2", "d/.3", "d/.4", "d/.5000000000" })
+            Sandbox::write(marker, "");
+    }
+
+    static std::string queue() { return Sandbox::read(Sandbox::queueFile()); }
+
+    void load(const std::string& text)
+    {
+        Sandbox::write(Sandbox::queueFile(), text);
+        list.update();
+    }
+};
+
+TEST_F(JobList, AnyTextMakesJobs)
+{
+    for (const char* line : { "12 \"make all\" \"a  b\" /run 5000000000 -5000000001 5 7 further 9",
+                              "4294967306 \"a\" \"\" /my dir 5 6z 4294967297", "11 \"x" })
+        list.jobs.append(ZoJob::createFromMessage(line));
+    list.writeQueue(list.jobs);
+    EXPECT_EQ("12:make all:a  b:/run:5000000000:-5000000001:5:7:-1\n"
+              "0:a::/my:0:5:6:0:-1\n11:x:::0:0:0:0:-1\n",
+              queue());
+    load("\n\nstray:9:4294967306:14\n10:a::d:1:0:0:0:-1\n\n"
+         " 12x:b:\\\n:d: 5000000000z:+1:-2:3:4294967297\n10:no marker::d:7:0:0:0:-1\n"
+         "10:cut:x\n12:b::d:1:0:0:0:-1\n13:c::d:1:0:0:0:-1\n10:only a command");
+    list.writeQueue(list.jobs);
+    EXPECT_EQ("10:a::d:1:0:0:0:-1\n12:b:\n:d:5000000000:1:-2:3:0\n13:c::d:1:0:0:0:-1\n", queue());
+}
+
+TEST_F(JobList, EveryPrefixLoadsOnlyJobsThatWereSaved)
+{
+    const std::string whole = "10:::d:1:0:0:0:-1\n11:\\::\\\\:d:2:5000000001:0:0:4711\n"
+                              "12:\\\\\\:12\\:x::d:3:1:2:3:4\n13:a b\\\\:\" \":d:4:0:0:0:-1\n10:" +
+                              std::string(5000, 'x') + "::d:5000000000:0:0:0:-1\n";
+    load(whole);
+    UtDArray<UtHandle<ZoJob>> loaded;
+    for (size_t n = 0; n <= whole.size(); ++n) {
+        list.readQueue(whole.substr(0, n).c_str(), loaded);
+        for (long i = 0; i < loaded.size(); ++i) {
+            UtHandle<ZoJob> saved = list.find(loaded[i], list.jobs);
+            ASSERT_TRUE(saved) << "job " << loaded[i]->id << " made up from " << n << " bytes";
+            EXPECT_STREQ(saved->command, loaded[i]->command);
+        }
+    }
+    fs::remove(Sandbox::queueFile());
+    list.update();  // no file: nothing changes
+    list.writeQueue(list.jobs);
+    EXPECT_EQ(whole, queue());
+    load("");
+    EXPECT_EQ(0, list.jobs.size());
+}
+
+TEST_F(JobList, BelongsToTheUserAndTheHost)
+{
+    const std::string names[][3] = { { "other", "/x", "tester " + Sandbox::home() },
+                                     { " alice ", "/home/alice", "alice /home/alice" },
+                                     { "", "", "user /" } };
+    for (const auto& [user, home, result] : names) {
+        ::setenv("USER", user.c_str(), 1);
+        ::setenv("HOME", home.c_str(), 1);
+        const ZoJobList other;
+        EXPECT_EQ(result, std::string(other.user) + " " + (const char*)other.homeDirectory);
+        Sandbox::noPasswordEntry();
+    }
+    Sandbox::setHostName("short", "short.example.org");
+    EXPECT_STREQ("short.example.org", ZoJobList().hostName);
+    Sandbox::setHostName("lonely", "");
+    EXPECT_STREQ("lonely", ZoJobList().hostName);
+}
+
+TEST_F(JobList, FindsAndRemovesWhatWasSubmitted)
+{
+    list.submit("a", nullptr, "d");
+    list.submit("b", "x:y\\", "d");
+    list.submit("c", "", "");
+    const std::string fresh(list.jobs[2]->directory), end = ":1700000000:0:0:0:-1\n";
+    EXPECT_EQ("10:a::d" + end + "10:b:x\\:y\\\\:d" + end + "10:c::" + fresh + end, queue());
+    EXPECT_EQ((fs::perms)0775, fs::status(fresh).permissions());
+    EXPECT_EQ(list.jobs[0], list.find(list.jobs[1], list.jobs)) << "the earlier one of a pair";
+    EXPECT_EQ(0, list.remove(list.jobs[2]));
+    EXPECT_FALSE(fs::exists(fresh));
+    UtHandle<ZoJob> job = list.jobs[0];
+    fs::remove("d/.1700000000");
+    EXPECT_EQ(-1, list.remove(job));
+    EXPECT_TRUE(fs::exists("d"));
+}
+
+TEST_F(JobList, NeverDeletesTheHomeOrADirectoryThatHoldsIt)
+{
+    fs::create_directories("d/home/me/keep");
+    fs::create_directories("d/home/m/job");
+    fs::create_directory_symlink("home/me", "d/link");
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        fs::current_path("d");
+        if (::unshare(CLONE_NEWUSER) == 0) {
+            EXPECT_EQ(0, ::chroot("."));  // "." is "/", where the machine grants that
+        }
+        list.homeDirectory = "home/me";
+        for (const char* kept : { ".", "home", "home/me/", "link", "home/m/../me/.", "home/m" }) {
+            list.submit("x", "", kept);
+            EXPECT_EQ(0, list.remove(list.jobs[0])) << kept;
+            EXPECT_FALSE(fs::exists(kept + std::string("/.1700000000"))) << kept;
+            EXPECT_TRUE(fs::exists("home/me/keep") && fs::exists("link")) << kept;
+        }
+        EXPECT_FALSE(fs::exists("home/m")) << "this one holds nothing of the home";
+        ::_exit(HasFailure());
+    }
+    int status = -1;
+    ::waitpid(pid, &status, 0);
+    EXPECT_EQ(0, status);
+}
+
+TEST_F(JobList, RunsNothingThatDoesNotWait)
+{
+    std::string text = "11:x::d:1:0:0:0:7\n12:x::d:2:0:0:0:7\n13:x::d:3:0:0:0:7\n";
+    load(text);
+    for (long i = 0; i < 3; ++i)
+        EXPECT_EQ(-1, list.run(list.jobs[i])) << i;
+    EXPECT_EQ(-1, list.run(new ZoJob) & list.run(nullptr));
+    EXPECT_EQ(text, queue());
+    load(text += "10:x::d:4:0:0:0:-1\n");
+    forkFails = true;
+    EXPECT_EQ(-1, list.run(nullptr));
+    EXPECT_EQ(ZoJob::WAITING, list.jobs[3]->state);
+    list.update();  // would wait for ever on a lock that was left
+    EXPECT_EQ(text, queue());
+}
+
+TEST_F(JobList, KillSavesFirstAndThenSignalsTheTreeFromItsTop)
+{
+    // Process ids that no process can have: 9000001 has 2, which has 3 and 4; 3 has 5.
+    Sandbox::write("ps", "#!/bin/sh\n[ \"$*\" = xj ] && cat listing");
+    fs::permissions("ps", fs::perms::owner_all);
+    ::setenv("PATH", (Sandbox::path() + ":" + ::getenv("PATH")).c_str(), 1);
+    Sandbox::write("listing", "   PPID     PID    PGID COMMAND\n9000003 9000005 1 sh\n"
+                              "9000002 9000003 1 sh\n9000002 9000004 1 sh\n9000001 9000002 1 sh\n"
+                              "      1 9000001 1 sh\n     -1 9000006 1 sh\n      0 9000006 1 sh\n");
+    load("11:tree::d:1:0:0:0:9000001\n11:lost::d:2:0:0:0:-1\n11:lost::d:3:0:0:0:0\n"
+         "12:over::d:4:0:0:0:9000006\n");
+    std::string order;
+    onSignal = [&](pid_t pid) {
+        EXPECT_EQ("13:tree::d:1:0:1700000000:0:9000001\n13:lost::d:2:0:1700000000:0:-1\n"
+                  "13:lost::d:3:0:1700000000:0:0\n12:over::d:4:0:0:0:9000006\n",
+                  queue());
+        order += std::to_string(pid) + " ";
+    };
+    EXPECT_EQ(1, list.kill());
+    EXPECT_EQ("9000002 9000003 9000004 9000005 9000001 ", order);
+    EXPECT_EQ(0, list.kill());
+}
+
+TEST_F(JobList, CommandInheritsNothingAndKeepsItsOutputInOrder)
+{
+    const std::string command =
+        "for f in /proc/$$/fd/*; do [ -e $f ] && echo ${f##*/}; done; "
+        "grep -c SigIgn.*00000$ /proc/$$/status; echo error >&2; echo end; exit 3";
+    list.port = Sandbox::freePort();
+    list.submit(command.c_str(), "", "d");
+    const int inherited = ::open("/dev/null", O_RDONLY);
+    const sighandler_t child = ::signal(SIGCHLD, SIG_IGN), pipe = ::signal(SIGPIPE, SIG_IGN);
+    EXPECT_EQ(1, list.run(nullptr));
+    ::signal(SIGCHLD, child);
+    ::signal(SIGPIPE, pipe);
+    ::close(inherited);
+    const std::string end = ":d:1700000000:1700000000:", pid = std::to_string(list.jobs[0]->pid);
+    EXPECT_EQ(0U, queue().find("11:")) << queue();
+    EXPECT_NE(std::string::npos, queue().find(end + "0:0:" + pid + "\n")) << queue();
+    EXPECT_TRUE(Sandbox::waitFor([] {
+        const std::string log = Sandbox::read("scheduler.log");
+        return log.find("child exiting\n", log.find("connect failed\n")) != log.npos;
+    }));
+    EXPECT_EQ(0U, queue().find("12:")) << queue();
+    EXPECT_NE(std::string::npos, queue().find(end + "1700000000:0:" + pid + "\n")) << queue();
+    EXPECT_EQ("Starting \"" + command + "\"\n0\n1\n2\n1\nerror\nend\n", Sandbox::read("d/log"));
+}
+
+TEST_F(JobList, AKilledJobWhoseChildLivesOnStaysKilled)
+{
+    list.submit("true", "", "d");
+    EXPECT_EQ(1, list.run(nullptr));
+    onSignal = [](pid_t) {};
+    EXPECT_EQ(1, list.kill());
+    EXPECT_EQ(list.jobs[0]->pid, ::waitpid(list.jobs[0]->pid, nullptr, 0));
+    EXPECT_EQ(0U, queue().find("13:")) << queue();
+}

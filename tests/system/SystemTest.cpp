@@ -1,0 +1,329 @@
+// Server, launcher, client functions and jobs as real processes that talk over real sockets.
+
+#include "schedule/ZoJobList.h"
+#include "schedule/ZoSchedule.h"
+#include "tests/support/Sandbox.h"
+#include "utlib/UtServerSocket.h"
+#include "utlib/UtSocket.h"
+
+#include <csignal>
+#include <filesystem>
+#include <poll.h>
+#include <regex>
+#include <sstream>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+class System : public ::testing::Test
+{
+protected:
+    System()
+    {
+        for (const char* directory : { "d1", "d2", "app/bin" })
+            fs::create_directories(directory);
+    }
+
+    /// The replies to the requests, one a line.
+    static std::string ask(const TestServer& server, const std::string& requests)
+    {
+        std::istringstream lines(requests);
+        std::string replies;
+        for (std::string line; std::getline(lines, line);)
+            replies += server.request("tester " + line + "\n");
+        return replies;
+    }
+
+    static void waitForStatus(const TestServer& server, const std::string& status)
+    {
+        EXPECT_TRUE(Sandbox::waitFor([&] { return ask(server, "status") == status + "\n"; }));
+    }
+
+    static int connect(const TestServer& server, const std::string& bytes)
+    {
+        const int fd = UtSocket::connect(nullptr, server.port);
+        EXPECT_EQ(0, UtSocket::send(fd, "%s", bytes.c_str()));
+        return fd;
+    }
+
+    /// Seconds until `next` gets its answer, while `slow` sends a byte a second; a minute at most.
+    static int secondsUntilAnswer(int next, int slow)
+    {
+        struct pollfd answer = { next, POLLIN, 0 };
+        int seconds = 0;
+        for (; ::poll(&answer, 1, 1000) == 0 && seconds < 60; ++seconds)
+            ::send(slow, "x", 1, MSG_NOSIGNAL);
+        UtSocket::close(slow);
+        UtSocket::close(next);
+        return seconds;
+    }
+
+    static int open(const char* host = nullptr) { return ZoScheduleOpen(host, "app", "", ""); }
+
+    /// An application: a fork of this process, in which no server was looked for before.
+    static pid_t begin(const std::function<void()>& application)
+    {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            application();
+            ::_exit(HasFailure());
+        }
+        return pid;
+    }
+
+    static void end(pid_t application)
+    {
+        int status = -1;
+        ::waitpid(application, &status, 0);
+        EXPECT_EQ(0, status);
+    }
+};
+
+TEST_F(System, AnswersByteForByte)
+{
+    Sandbox::write(Sandbox::queueFile(),
+                   "10:touch up; sleep 100:two  words:d1:50000000000:0:0:0:-1\n"
+                   "10:true::d2:50000000000:0:0:7:-1\n");
+    for (const char* marker : { "d1/.50000000000", "d2/.50000000000" })
+        Sandbox::write(marker, "");
+    TestServer server;
+    EXPECT_EQ("error\n", server.request("Tester status\n"));
+    EXPECT_EQ("error\n", server.request("\n"));
+    std::string replies =
+        ask(server, "status\nlist of all\nsubmit \"a  b\" \"c\" \"\"\nsubmit \"\" \"c\" d1\n"
+                    "run 50000000000 d3\nkill\nrun 50000000000 d1\nstatus\nrun\nlist");
+    EXPECT_TRUE(Sandbox::waitFor([] { return fs::exists("d1/up"); }));
+    replies += ask(server, "kill\nlist\ndone\nremove\nremove 50000000000 d1\n"
+                           "remove 50000000000 d1\nlist\n\nSTATUS\nquit");
+    replies = std::regex_replace(replies, std::regex("\\b\\d{10}\\b"), "TIME");
+    replies = std::regex_replace(replies, std::regex("/\\S+/kelvojob\\w{6} "), "FRESH ");
+    const std::string first = " \"touch up; sleep 100\" \"two  words\" d1 50000000000 ",
+                      second = "10 \"true\" \"\" d2 50000000000 0 0 7\n",
+                      rest = second + "10 \"a  b\" \"c\" FRESH TIME 0 0 0\n";
+    EXPECT_EQ("waiting\n2\n10" + first + "0 0 0\n" + second +
+                  "ok\nerror\nerror\nerror\nok\nrunning\nerror\n3\n11" + first + "TIME 0 0\n" +
+                  rest + "ok\n3\n13" + first + "TIME TIME 0\n" + rest +
+                  "error\nerror\nok\nerror\n2\n" + rest + "unknown command\nunknown command\nok\n",
+              replies);
+    EXPECT_EQ(0, server.wait());
+}
+
+TEST_F(System, RunsTheWaitingJobsOneAfterAnother)
+{
+    TestServer server;
+    const std::string job = "submit \"echo in >> ../order; sleep 0.3; echo out >> ../order\" \"\" ";
+    EXPECT_EQ("ok\nok\nok\n", ask(server, job + "d1\n" + job + "d2\nrun"));
+    waitForStatus(server, "done");
+    EXPECT_EQ("in\nout\nin\nout\n", Sandbox::read("order"));
+    const ZoJobList list;
+    ASSERT_EQ(2, list.jobs.size());
+    EXPECT_LT(list.jobs[0]->endTime, list.jobs[1]->startTime) << "a second is between them";
+    EXPECT_TRUE(Sandbox::waitFor([&] {
+        return ask(server, "status") != "" && ::kill(list.jobs[1]->pid, 0) != 0;
+    })) << "the job's child stays as a zombie";
+}
+
+TEST_F(System, KillsTheWholeTreeAndStartsNoFurtherJob)
+{
+    TestServer server;
+    ask(server, "submit \"sleep 99 & (sleep 98 & echo > up; wait) & wait\" \"\" d1\n"
+                "submit \"true\" \"\" d2\nrun");
+    ASSERT_TRUE(Sandbox::waitFor([] { return fs::exists("d1/up"); }));
+    EXPECT_EQ("ok\n2\n13 ", ask(server, "kill\nlist").substr(0, 8));
+    EXPECT_EQ("waiting\n", ask(server, "status"));
+    // What is left of the tree now fails the test at its end.
+}
+
+TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
+{
+    TestServer first;
+    ask(first, "submit \"until [ -e end ]; do sleep 0.01; done\" \"\" d1\n"
+               "submit \"true\" \"\" d2\nrun");
+    const std::string queue = ask(first, "list");
+    EXPECT_EQ(0, first.quit());
+    TestServer second(first.port);
+    EXPECT_EQ(queue + "running\n", ask(second, "list\nstatus"));
+    Sandbox::write("d1/end", "");
+    waitForStatus(second, "waiting");
+}
+
+TEST_F(System, SurvivesClientsThatBreakOff)
+{
+    TestServer server;
+    const std::string line = "tester submit \"x\" \"\" d1";
+    for (const std::string& request :
+         { line, line + std::string("\0\n", 2), line + std::string(2 << 20, ' ') + "\n" })
+        EXPECT_EQ("0\n", server.request(request) + ask(server, "list"));
+    ::kill(server.pid, SIGSTOP);  // the next client has gone before the server sees it
+    const int fd = connect(server, "tester list\n");
+    const struct linger reset = { 1, 0 };
+    ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    UtSocket::close(fd);
+    ::kill(server.pid, SIGCONT);
+    EXPECT_EQ("0\n", ask(server, "list"));
+}
+
+TEST_F(System, GivesALineTwentyFiveSecondsInAll)
+{
+    TestServer server;
+    const int slow = connect(server, "tester"), next = connect(server, "tester status\n");
+    EXPECT_NEAR(25, secondsUntilAnswer(next, slow), 3);
+}
+
+TEST_F(System, WaitsForASlowReaderOfALongListButNotForEver)
+{
+    std::string queue;
+    for (int i = 0; i < 50000; ++i)
+        queue += "10:" + std::string(80, 'x') + "::d1:1:0:0:0:-1\n";
+    Sandbox::write(Sandbox::queueFile(), queue);
+    Sandbox::write("d1/.1", "");
+    TestServer server;
+    const int gone = connect(server, "tester list\n");
+    UtString line;
+    EXPECT_LT(0, UtSocket::readLine(gone, line));
+    UtSocket::close(gone);
+    const int slow = connect(server, "tester list\n");
+    long lines = 0;
+    for (; UtSocket::readLine(slow, line) > 0; ++lines)
+        if (lines % 1000 == 0)
+            ::poll(nullptr, 0, 3);
+    EXPECT_EQ(50001, lines);
+    UtSocket::close(slow);
+    const int still = connect(server, "tester list\n"), next = connect(server, "tester status\n");
+    EXPECT_NEAR(25, secondsUntilAnswer(next, -1), 3);
+    UtSocket::close(still);
+}
+
+TEST_F(System, EndsAfterThirtyIdleSecondsUnlessAJobRuns)
+{
+    TestServer idle, busy;
+    EXPECT_EQ("ok\nok\n", ask(busy, "submit \"exec sleep 50\" \"\" d1\nrun"));
+    EXPECT_EQ(0, idle.wait(35));
+    const std::regex log("(\\d\\d:\\d\\d\\.\\d\\d [ \\d]{6}: (entering main loop|calling select...|"
+                         "select returned 0|terminating)\n){4}");
+    EXPECT_TRUE(std::regex_match(idle.log(), log)) << idle.log();
+    EXPECT_TRUE(Sandbox::waitFor([&] { return busy.log().find("returned 0\n") + 1 != 0; }));
+    EXPECT_EQ("running\nok\n", ask(busy, "status\nkill"));
+}
+
+TEST_F(System, TheLauncherSaysWhatIsWrong)
+{
+    TestServer server;
+    const std::string port = std::to_string(server.port);
+    const std::string cases[][3] = {
+        { "-jobserver " + port, "1", "Kelvo job server: can't open socket on port " + port + "\n" },
+        { "", "2", "usage: start -jobserver" },
+        { "--nonsense", "2", "usage: start -jobserver" },
+        { "--help 2>&-", "0", "usage: start -jobserver" },
+        { "--version 2>&-", "0", "version_tag " }
+    };
+    for (const auto& [arguments, status, text] : cases) {
+        const std::string command = KELVO_BUILD_DIR "/bin/start " + arguments + " > said 2>&1";
+        EXPECT_EQ(status, std::to_string(WEXITSTATUS(std::system(command.c_str())))) << arguments;
+        EXPECT_EQ(0U, Sandbox::read("said").find(text)) << arguments;
+    }
+}
+
+TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
+{
+    ASSERT_TRUE(Sandbox::schedulePortIsFree());
+    Sandbox::write("app/bin/start", "#!/bin/sh\necho $$ \"$*\" >> starts\n"
+                                    "exec " KELVO_BUILD_DIR "/bin/start \"$@\"");
+    fs::permissions("app/bin/start", fs::perms::owner_all);
+    int output[2];
+    ASSERT_EQ(0, ::pipe(output));
+    end(begin([&] {
+        ::dup2(output[1], STDOUT_FILENO);
+        const time_t start = ::time(nullptr);
+        EXPECT_EQ(-1, open("localhost")) << "only node1 is this machine";
+        int fd = -1;
+        EXPECT_TRUE(Sandbox::waitFor([&] { return (fd = open("node1")) >= 0; }));
+        EXPECT_LE(11, ::time(nullptr) - start);
+        EXPECT_EQ(0, ZoScheduleJobSubmit(fd, "echo 'a' | cat", "b c", nullptr));
+        EXPECT_EQ("ok\n", Sandbox::request(Sandbox::SCHEDULE_PORT, "tester quit\n"));
+        siginfo_t server = {};
+        EXPECT_EQ(0, ::waitid(P_ALL, 0, &server, WEXITED | WNOWAIT));
+        EXPECT_TRUE(Sandbox::waitFor([&] { return (fd = open()) >= 0; }));
+        EXPECT_NE(0, ::kill(server.si_pid, 0)) << "the first server is left as a zombie";
+        UtDArray<UtHandle<ZoJob>> jobs;
+        ASSERT_EQ(1, ZoScheduleJobList(fd, jobs));
+        EXPECT_STREQ("echo 'a' | cat", jobs[0]->command);
+        EXPECT_EQ(0, ZoScheduleJobRun(open(), jobs[0]));
+        EXPECT_EQ(-1, ZoScheduleJobRun(open(), nullptr));
+        EXPECT_EQ(0, ZoScheduleJobKill(open()));
+        EXPECT_EQ(0, ZoScheduleJobRemove(open(), jobs[0]));
+        EXPECT_EQ(-1, ZoScheduleJobRemove(open(), nullptr));
+    }));
+    ::close(output[1]);
+    struct pollfd wait = { output[0], POLLIN, 0 };
+    ::poll(&wait, 1, 2000);
+    EXPECT_EQ(POLLHUP, wait.revents) << "whoever reads the application's output waits on";
+    const std::string starts = Sandbox::read("starts");
+    EXPECT_TRUE(std::regex_match(starts, std::regex("(\\d+ -jobserver 7160\n){2}"))) << starts;
+    const pid_t server = std::atoi(starts.substr(starts.find('\n') + 1).c_str());
+    EXPECT_EQ(server, ::getsid(server));
+    EXPECT_EQ("ok\n", Sandbox::request(Sandbox::SCHEDULE_PORT, "tester quit\n"));
+}
+
+TEST_F(System, ApplicationRefusesAServerOfSomebodyElse)
+{
+    ASSERT_TRUE(Sandbox::schedulePortIsFree());
+    UtServerSocket server(1);
+    ASSERT_EQ(0, server.openSocket(Sandbox::SCHEDULE_PORT, -1, 25));
+    const char* const replies[][2] = {
+        { "error\n", "" }, { "error", "\n" }, { "error", "" }, { "waiting", "\n" }, { "", "" }
+    };
+    for (const auto& [text, rest] : replies) {
+        const bool isOurs = text[0] != 'e';
+        const pid_t application = begin([&] { EXPECT_EQ(isOurs, open() >= 0); });
+        const int probe = server.accept();
+        UtString line;
+        UtSocket::readLine(probe, line);
+        EXPECT_STREQ("tester status", line);
+        UtSocket::send(probe, "%s", text);
+        ::poll(nullptr, 0, 20);  // what follows comes apart
+        UtSocket::send(probe, "%s", rest);
+        UtSocket::close(probe);
+        end(application);
+        if (isOurs)
+            UtSocket::close(server.accept());
+    }
+}
+
+TEST_F(System, ApplicationSendsNothingThatARequestLineCannotCarry)
+{
+    int ends[2];
+    ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+    UtSocket::send(ends[1], "ok\n");
+    const std::string texts[] = { "say \"hi\"", "a\nb", "\r", std::string(1 << 20, 'x') };
+    for (const std::string& text : texts) {
+        EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], text.c_str(), "", ""));
+        EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], "a", text.c_str(), ""));
+        EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], "a", "", text.c_str()));
+    }
+    EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], "a", "", "/my dir"));
+    EXPECT_EQ(-1, ZoScheduleJobRemove(ends[0], ZoJob::createFromMessage("10 a \"\" \"/my dir\"")));
+    char sent;
+    EXPECT_EQ(-1, ::recv(ends[1], &sent, 1, MSG_DONTWAIT));
+}
+
+TEST_F(System, EightApplicationsAtTheSameTimeLoseNoJob)
+{
+    ASSERT_TRUE(Sandbox::schedulePortIsFree());
+    TestServer server(Sandbox::SCHEDULE_PORT);
+    pid_t applications[8];
+    for (pid_t& application : applications)
+        application = begin([] {
+            for (int i = 0; i < 200; ++i) {
+                const int fd = open();
+                EXPECT_EQ(0, ZoScheduleJobSubmit(fd, "true", "", "d1"));
+                ::close(fd);
+            }
+        });
+    for (pid_t application : applications)
+        end(application);
+    UtDArray<UtHandle<ZoJob>> jobs;
+    EXPECT_EQ(1600, ZoScheduleJobList(open(), jobs));
+}
