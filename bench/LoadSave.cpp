@@ -1,0 +1,81 @@
+// What one change of the queue costs: load the whole file, look every marker up, save the whole
+// file, inside the lock brackets. The floor does no more than the system calls that this needs.
+
+#include "bench/support/Place.h"
+#include "bench/support/Report.h"
+#include "schedule/ZoJobList.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+static void withSizes(benchmark::internal::Benchmark* one)
+{
+    one->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Arg(20000)->Arg(100000);
+    one->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+static void loadSave(benchmark::State& state)
+{
+    const long count = state.range(0);
+    Place::makeJobs(count);
+    Place::write(Place::queueFile(), Place::queueText(count));
+    ZoJobList list;
+    for (auto _ : state) {
+        list.lockQueue();
+        list.readQueue(list.jobs);
+        list.writeQueue(list.jobs);
+        list.unlockQueue();
+    }
+    if (list.jobs.size() != count || Place::read(Place::queueFile()) != Place::queueText(count))
+        state.SkipWithError("the queue is not what it was");
+}
+BENCHMARK(loadSave)->Name("LoadSave")->Apply(withSizes);
+
+/// Reads the file, looks the markers up, writes the file. Returns whether all of it succeeded.
+static bool carry(const char* file, std::string& buffer, const std::vector<std::string>& markers)
+{
+    int fd = ::open(file, O_RDONLY | O_CLOEXEC);
+    const long n = ::read(fd, buffer.data(), buffer.size());
+    ::close(fd);
+    long found = 0;
+    for (const std::string& marker : markers)
+        found += ::access(marker.c_str(), F_OK) == 0;
+    fd = ::open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const long written = ::write(fd, buffer.data(), buffer.size());
+    ::close(fd);
+    return n == written && found == (long)markers.size();
+}
+
+static void floorOfIt(benchmark::State& state)
+{
+    const long count = state.range(0);
+    Place::makeJobs(count);
+    const std::string file = Place::home() + "/floor";
+    std::string buffer = Place::queueText(count);
+    Place::write(file, buffer);
+    std::vector<std::string> markers;
+    for (long i = 0; i < count; ++i)
+        markers.push_back(Place::marker(i));
+    for (auto _ : state) {
+        if (!carry(file.c_str(), buffer, markers)) {
+            state.SkipWithError("a file is missing");
+            break;
+        }
+    }
+}
+BENCHMARK(floorOfIt)->Name("Floor")->Apply(withSizes);
+
+int main(int argc, char** argv)
+{
+    const std::string floor = "read, look up, write";
+    const std::string what = "load and save of ";
+    return benchMain(
+        argc, argv,
+        { { what + "10 jobs", "LoadSave/10", "Floor/10", floor },
+          { what + "100 jobs", "LoadSave/100", "Floor/100", floor },
+          { what + "1,000 jobs", "LoadSave/1000", "Floor/1000", floor },
+          { what + "10,000 jobs", "LoadSave/10000", "Floor/10000", floor, 1.5 },
+          { what + "100,000 jobs", "LoadSave/100000", "Floor/100000", floor },
+          { what + "20,000 jobs", "LoadSave/20000", "LoadSave/10000", "of 10,000 jobs", 2.3 },
+          { what + "100,000 jobs", "LoadSave/100000", "LoadSave/10000", "of 10,000 jobs", 11 } });
+}

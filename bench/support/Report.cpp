@@ -1,0 +1,101 @@
+#include "bench/support/Report.h"
+
+#include "bench/support/Place.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+
+/// Shows what the console shows, and keeps the medians in seconds.
+class MedianKeeper : public benchmark::ConsoleReporter
+{
+public:
+    std::map<std::string, double> medians;
+
+    MedianKeeper() : ConsoleReporter(OO_Tabular) {}
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            failed = failed || run.error_occurred;
+            if (run.aggregate_name == "median")
+                medians[run.run_name.function_name + "/" + run.run_name.args] =
+                    run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+        }
+    }
+
+    bool failed = false;
+};
+
+std::string timeText(double seconds)
+{
+    static const struct {
+        double size;
+        const char* name;
+    } units[] = { { 1, "s" }, { 1e-3, "ms" }, { 1e-6, "us" }, { 1e-9, "ns" } };
+    const auto* unit = units;
+    while (unit->size > 1e-9 && seconds < unit->size)
+        ++unit;
+    const double value = seconds / unit->size;
+    char text[40];
+    ::snprintf(text, sizeof text, "%.*f %s",
+               value < 10    ? 2
+               : value < 100 ? 1
+                             : 0,
+               value, unit->name);
+    return text;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
+}
+
+void printRow(const std::string& what, const std::string& figure, const std::string& reference,
+              const std::string& ratio, const std::string& target, const std::string& verdict)
+{
+    std::printf("| %s | %s | %s | %s | %s | %s |\n", what.c_str(), figure.c_str(),
+                reference.c_str(), ratio.c_str(), target.c_str(), verdict.c_str());
+    std::fflush(stdout);
+}
+
+static void printComparison(const Comparison& row, const std::map<std::string, double>& medians)
+{
+    const auto figure = medians.find(row.figure), against = medians.find(row.against);
+    if (figure == medians.end() || against == medians.end())
+        return;  // filtered out by the caller
+    const double ratio = figure->second / against->second;
+    char ratioText[32], target[40] = "";
+    ::snprintf(ratioText, sizeof ratioText, "%.2f", ratio);
+    if (row.atMost > 0)
+        ::snprintf(target, sizeof target, "at most %g times", row.atMost);
+    printRow(row.what, timeText(figure->second), timeText(against->second) + ": " + row.meaning,
+             ratioText, target,
+             row.atMost <= 0       ? ""
+             : ratio <= row.atMost ? "met"
+                                   : "missed");
+}
+
+int benchMain(int argc, char** argv, const std::vector<Comparison>& comparisons)
+{
+    Place::enter(argv);
+    const char* const defaults[] = { "--benchmark_repetitions=9", "--benchmark_min_time=0.02",
+                                     "--benchmark_enable_random_interleaving=true",
+                                     "--benchmark_display_aggregates_only=true" };
+    std::vector<char*> words = { argv[0] };
+    for (const char* word : defaults)
+        words.push_back(const_cast<char*>(word));
+    words.insert(words.end(), argv + 1, argv + argc);
+    int count = (int)words.size();
+    words.push_back(nullptr);
+    benchmark::Initialize(&count, words.data());
+    if (benchmark::ReportUnrecognizedArguments(count, words.data()))
+        return 2;
+    MedianKeeper keeper;
+    benchmark::RunSpecifiedBenchmarks(&keeper);
+    for (const Comparison& row : comparisons)
+        printComparison(row, keeper.medians);
+    return keeper.failed ? 1 : 0;
+}
