@@ -1,36 +1,64 @@
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoNumber.h"
 
-/// The characters that would end a field or hide another one.
-static const char SPECIAL[] = ":\\";
+/// Room for any number: a sign and 19 digits.
+static const long NUMBER_SIZE = 20;
 
-/// Appends one text field; a backslash goes before each special character.
-static void quote(UtString& text, const char* value)
+/// Writes a number. Returns the place behind it.
+static char* putNumber(char* to, long long value)
 {
-    for (;;) {
-        const long plain = (long)::strcspn(value, SPECIAL);
-        text.appendText(value, plain);
-        value += plain;
-        if (!*value)
-            return;
-        const char escaped[] = { '\\', *value++ };
-        text.appendText(escaped, sizeof escaped);
-    }
-}
-
-/// Appends a number and the character that ends its field.
-static void appendNumber(UtString& text, long long value, char end)
-{
-    char digits[24];
-    char* p = digits + sizeof digits;
-    *--p = end;
+    char digits[NUMBER_SIZE];
+    char* const end = digits + sizeof digits;
+    char* p = end;
     unsigned long long rest = value < 0 ? 0ULL - (unsigned long long)value : value;
     do {
         *--p = (char)('0' + rest % 10);
     } while ((rest /= 10) > 0);
     if (value < 0)
         *--p = '-';
-    text.appendText(p, digits + sizeof digits - p);
+    ::memcpy(to, p, end - p);
+    return to + (end - p);
+}
+
+/// Writes a text; a backslash goes before each character that would end a field or hide another
+/// one. Returns the place behind it.
+static char* quote(char* to, const UtString& value)
+{
+    const char* from = value;
+    const long n = value.length();
+    if (!::memchr(from, ':', n) && !::memchr(from, '\\', n)) {
+        ::memcpy(to, from, n);
+        return to + n;
+    }
+    for (; *from; *to++ = *from++) {
+        if (*from == ':' || *from == '\\')
+            *to++ = '\\';
+    }
+    return to;
+}
+
+/// The most bytes that the job's record takes.
+static long mostOf(const ZoJob* job)
+{
+    const long texts = job->command.length() + job->description.length() + job->directory.length();
+    return 2 * texts + 9 * (NUMBER_SIZE + 1);
+}
+
+/// Writes the job's record. Returns the place behind it.
+static char* putRecord(char* to, const ZoJob* job)
+{
+    to = putNumber(to, job->state);
+    for (const UtString* field : { &job->command, &job->description, &job->directory }) {
+        *to++ = ':';
+        to = quote(to, *field);
+    }
+    for (const long long number :
+         { job->id, job->startTime, job->endTime, (long long)job->reserved, (long long)job->pid }) {
+        *to++ = ':';
+        to = putNumber(to, number);
+    }
+    *to++ = '\n';
+    return to;
 }
 
 /// Takes the next field, without its escapes, from the front of the text and moves the start of the
@@ -52,38 +80,59 @@ static void getToken(const char*& text, UtString& token)
         ++text;
 }
 
+/// Takes the next field from the front of the text as a number. `field` is scratch space.
+static long long getNumber(const char*& text, UtString& field)
+{
+    const char* p = text;
+    const bool isNegative = *p == '-';
+    const char* const digits = isNegative ? ++p : p;
+    long long number = 0;
+    while (*p >= '0' && *p <= '9' && p - digits < 18)  // so many always fit
+        number = 10 * number + (*p++ - '0');
+    if (*p == ':' || *p == '\n') {
+        text = p + 1;
+        return isNegative ? -number : number;
+    }
+    getToken(text, field);  // nothing that was written here
+    return zoNumber(field);
+}
+
 /// Reads the eight fields that follow a state code. `field` is scratch space.
 static void readRecord(const char*& text, UtHandle<ZoJob> job, UtString& field)
 {
     getToken(text, job->command);
     getToken(text, job->description);
     getToken(text, job->directory);
-    getToken(text, field);
-    job->id = zoNumber(field);
-    getToken(text, field);
-    job->startTime = zoNumber(field);
-    getToken(text, field);
-    job->endTime = zoNumber(field);
-    getToken(text, field);
-    job->reserved = zoNumber32(field);
-    getToken(text, field);
-    job->pid = zoNumber32(field);
+    job->id = getNumber(text, field);
+    job->startTime = getNumber(text, field);
+    job->endTime = getNumber(text, field);
+    job->reserved = zoNarrow(getNumber(text, field));
+    job->pid = zoNarrow(getNumber(text, field));
+}
+
+/// The path of the job's marker file.
+static void formatMarker(UtString& path, UtHandle<ZoJob> job)
+{
+    char number[NUMBER_SIZE];
+    path = job->directory;
+    path.appendText("/.", 2);
+    path.appendText(number, putNumber(number, job->id) - number);
 }
 
 void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)
 {
     intoJobs.resize(0);
-    UtString field;
+    UtString field, path;
     UtFilename marker;
     for (const char* rest = text; *rest;) {
-        getToken(rest, field);
-        const int state = zoNumber32(field);
+        const int state = zoNarrow(getNumber(rest, field));
         if (state < ZoJob::WAITING || state > ZoJob::KILLED)
             continue;
         UtHandle<ZoJob> job = new ZoJob;
         job->state = state;
         readRecord(rest, job, field);
-        marker.printf("%s/.%lld", (const char*)job->directory, job->id);
+        formatMarker(path, job);
+        marker = path;
         if (marker.doesExist())
             intoJobs.append(job);
     }
@@ -91,17 +140,14 @@ void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)
 
 void ZoJobList::writeQueue(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
 {
-    for (long i = 0; i < ofJobs.size(); ++i) {
-        const ZoJob* const job = ofJobs[i];
-        appendNumber(text, job->state, ':');
-        for (const UtString* field : { &job->command, &job->description, &job->directory }) {
-            quote(text, *field);
-            text.appendText(":", 1);
-        }
-        appendNumber(text, job->id, ':');
-        appendNumber(text, job->startTime, ':');
-        appendNumber(text, job->endTime, ':');
-        appendNumber(text, job->reserved, ':');
-        appendNumber(text, job->pid, '\n');
-    }
+    long most = 0;
+    for (long i = 0; i < ofJobs.size(); ++i)
+        most += mostOf(ofJobs[i]);
+    const long length = text.length();
+    text.insertMemory(text.size(), most);  // at once: a text that grows is copied again and again
+    char* end = text.data + length;
+    for (long i = 0; i < ofJobs.size(); ++i)
+        end = putRecord(end, ofJobs[i]);
+    *end++ = '\0';
+    text.used = end - text.data;
 }

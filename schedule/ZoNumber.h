@@ -11,12 +11,17 @@ inline long long zoNumber(const char* text)
     return ::strtoll(text, nullptr, 10);
 }
 
-/// The same for a 32-bit field. A number that does not fit gives 0: cut to size, it might be the
-/// process id of somebody else.
+/// A number for a 32-bit field. One that does not fit gives 0: cut to size, it might be the process
+/// id of somebody else.
+inline int zoNarrow(long long number)
+{
+    return number < INT_MIN || number > INT_MAX ? 0 : (int)number;
+}
+
+/// zoNumber() for a 32-bit field.
 inline int zoNumber32(const char* text)
 {
-    const long long number = zoNumber(text);
-    return number < INT_MIN || number > INT_MAX ? 0 : (int)number;
+    return zoNarrow(zoNumber(text));
 }
 
 #endif
