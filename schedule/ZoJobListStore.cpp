@@ -43,6 +43,11 @@ static void formatHeader(char (&header)[HEADER_SIZE + 1], const char* text, long
 /// Appends everything from the descriptor's position on. Returns 0 or -1.
 static int readAll(int fd, UtString& text)
 {
+    struct stat status;
+    if (::fstat(fd, &status) == 0) {  // room at once: a text that grows is copied again and again
+        text.insertMemory(text.size(), status.st_size);
+        text.used -= status.st_size;
+    }
     char piece[65536];
     for (;;) {
         const long n = ::read(fd, piece, sizeof piece);
@@ -123,17 +128,32 @@ static int readFile(const char* path, UtString& text)
     return result;
 }
 
-/// Reads a text file line by line, so that a NUL byte in a damaged file costs the rest of its line
-/// and nothing more. Returns 0, or -1 when it cannot be opened.
+/// Takes out what a damaged file holds from a NUL byte to the end of that line, and nothing more.
+static void dropNulBytes(UtString& text)
+{
+    const char* const end = text.data + text.length();
+    char* to = text.data;
+    const char* from = to;
+    while (const char* const nul = (const char*)::memchr(from, '\0', end - from)) {
+        ::memmove(to, from, nul - from);
+        to += nul - from;
+        const char* const lineEnd = (const char*)::memchr(nul, '\n', end - nul);
+        from = lineEnd ? lineEnd + 1 : end;
+    }
+    if (from != to)
+        ::memmove(to, from, end - from);
+    to += end - from;
+    *to = '\0';
+    text.used = to + 1 - text.data;
+}
+
+/// Reads a text file; a NUL byte costs the rest of its line. Returns 0, or -1 when it cannot be
+/// read.
 static int readLines(const char* path, UtString& text)
 {
-    FILE* const file = ::fopen(path, "re");
-    if (!file)
+    if (readFile(path, text) != 0)
         return -1;
-    char piece[4096];
-    while (::fgets(piece, sizeof piece, file))
-        text += piece;
-    ::fclose(file);  // only read: nothing can be lost
+    dropNulBytes(text);
     return 0;
 }
 
