@@ -1,12 +1,10 @@
 // What one change of the queue costs: load the whole file, look every marker up, save the whole
 // file, inside the lock brackets. The floor does no more than the system calls that this needs.
 
+#include "bench/support/Carry.h"
 #include "bench/support/Place.h"
 #include "bench/support/Report.h"
 #include "schedule/ZoJobList.h"
-
-#include <fcntl.h>
-#include <unistd.h>
 
 static void withSizes(benchmark::internal::Benchmark* one)
 {
@@ -31,33 +29,11 @@ static void loadSave(benchmark::State& state)
 }
 BENCHMARK(loadSave)->Name("LoadSave")->Apply(withSizes);
 
-/// Reads the file, looks the markers up, writes the file. Returns whether all of it succeeded.
-static bool carry(const char* file, std::string& buffer, const std::vector<std::string>& markers)
-{
-    int fd = ::open(file, O_RDONLY | O_CLOEXEC);
-    const long n = ::read(fd, buffer.data(), buffer.size());
-    ::close(fd);
-    long found = 0;
-    for (const std::string& marker : markers)
-        found += ::access(marker.c_str(), F_OK) == 0;
-    fd = ::open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    const long written = ::write(fd, buffer.data(), buffer.size());
-    ::close(fd);
-    return n == written && found == (long)markers.size();
-}
-
 static void floorOfIt(benchmark::State& state)
 {
-    const long count = state.range(0);
-    Place::makeJobs(count);
-    const std::string file = Place::home() + "/floor";
-    std::string buffer = Place::queueText(count);
-    Place::write(file, buffer);
-    std::vector<std::string> markers;
-    for (long i = 0; i < count; ++i)
-        markers.push_back(Place::marker(i));
+    Carry carry(state.range(0));
     for (auto _ : state) {
-        if (!carry(file.c_str(), buffer, markers)) {
+        if (!carry.once()) {
             state.SkipWithError("a file is missing");
             break;
         }

@@ -37,6 +37,11 @@ static std::string root()
     return ::getenv(VARIABLE);
 }
 
+std::string Place::installation()
+{
+    return KELVO_BUILD_DIR;
+}
+
 std::string Place::home()
 {
     return root() + "/home";

@@ -13,6 +13,8 @@ public:
     /// Runs the program again inside a private place, unless it is in one already. Call it first.
     static void enter(char** argv);
 
+    /// The directory that the launcher lies under, "bin/start": this build's.
+    static std::string installation();
     static std::string home();
     static std::string queueFile();
 

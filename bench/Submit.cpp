@@ -1,0 +1,96 @@
+// What one submission costs an application, from ZoScheduleOpen() to the end of the connection,
+// with a real server. The floor of an empty queue sends the same bytes through the least possible
+// server, which reads and writes a file; the floor of a long one is what the file and its markers
+// cost.
+
+#include "bench/support/Carry.h"
+#include "bench/support/Place.h"
+#include "bench/support/Report.h"
+#include "bench/support/Servers.h"
+#include "schedule/ZoSchedule.h"
+
+#include <filesystem>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+static const char COMMAND[] = "make -j2 all";
+static const char DESCRIPTION[] = "nightly build";
+
+/// One submission after another to a queue of the given length; what each adds is taken out again.
+static void submitTo(benchmark::State& state, const std::string& directory)
+{
+    const long count = state.range(0);
+    Place::makeJobs(count);
+    Place::write(Place::queueFile(), Place::queueText(count));
+    JobServer server;
+    ::close(JobServer::open());  // the first one probes the server
+    for (auto _ : state) {
+        const int fd = JobServer::open();
+        if (ZoScheduleJobSubmit(fd, COMMAND, DESCRIPTION, directory.c_str()) != 0)
+            state.SkipWithError("refused");
+        ::close(fd);
+        state.PauseTiming();
+        if ((long)fs::file_size(Place::queueFile()) <= count * Place::RECORD_SIZE)
+            state.SkipWithError("not queued");
+        fs::resize_file(Place::queueFile(), count * Place::RECORD_SIZE);
+        if (!directory.empty()) {
+            fs::remove_all(directory);
+            fs::create_directory(directory);
+        }
+        state.ResumeTiming();
+    }
+}
+
+static void submitHere(benchmark::State& state)
+{
+    const std::string directory = Place::home() + "/run";
+    fs::create_directory(directory);
+    submitTo(state, directory);
+}
+BENCHMARK(submitHere)->Name("Submit")->Arg(0)->Arg(10000)->UseRealTime();
+
+static void submitAnywhere(benchmark::State& state)
+{
+    submitTo(state, "");
+}
+BENCHMARK(submitAnywhere)->Name("SubmitFresh")->Arg(0)->UseRealTime();
+
+static void floorOfRequest(benchmark::State& state)
+{
+    const std::string file = Place::home() + "/floor";
+    Place::write(file, Place::queueText(1));
+    const LeastServer server([&](int fd) {
+        Place::write(file, Place::read(file));
+        writeAll(fd, "ok", 2);
+        writeAll(fd, "\n", 1);
+    });
+    const std::string line = std::string("bench submit \"") + COMMAND + "\" \"" + DESCRIPTION +
+                             "\" \"" + Place::home() + "/run\"\n";
+    for (auto _ : state) {
+        if (server.request(line) != 3)
+            state.SkipWithError("no answer");
+    }
+}
+BENCHMARK(floorOfRequest)->Name("Floor")->Arg(0)->UseRealTime();
+
+static void floorOfQueue(benchmark::State& state)
+{
+    Carry carry(state.range(0));
+    for (auto _ : state) {
+        if (!carry.once())
+            state.SkipWithError("a file is missing");
+    }
+}
+BENCHMARK(floorOfQueue)->Name("Floor")->Arg(10000)->UseRealTime();
+
+int main(int argc, char** argv)
+{
+    const std::string least = "the same bytes through a least server, a file read and written";
+    const std::string carry = "read, look up, write";
+    return benchMain(
+        argc, argv,
+        { { "submit, empty queue", "Submit/0", "Floor/0", least, 2.5 },
+          { "submit, empty queue, into a fresh directory", "SubmitFresh/0", "Floor/0", least },
+          { "submit, 10,000 jobs queued", "Submit/10000", "Floor/10000", carry, 1.6 } });
+}
