@@ -4,6 +4,9 @@
 /// Room for any number: a sign and 19 digits.
 static const long NUMBER_SIZE = 20;
 
+/// Characters up to which the memory of a job serves again.
+static const long MOST_KEPT = 1024;
+
 /// Writes a number. Returns the place behind it.
 static char* putNumber(char* to, long long value)
 {
@@ -119,23 +122,43 @@ static void formatMarker(UtString& path, UtHandle<ZoJob> job)
     path.appendText(number, putNumber(number, job->id) - number);
 }
 
+/// An object for the job that comes to stand at index i of the array, to be filled in every field.
+/// The one that stands there now serves again, as far as its memory goes: freeing and allocating it
+/// anew would cost more than the parsing. Not when somebody else holds it, nor with long texts,
+/// whose memory would stay behind in every place that the job passes on its way up the queue.
+static UtHandle<ZoJob> jobFor(UtDArray<UtHandle<ZoJob>>& jobs, long i)
+{
+    if (i >= jobs.size() || jobs[i]->references != 1)
+        return new ZoJob;
+    const ZoJob* const job = jobs[i];
+    const long kept =
+        job->command.capacity() + job->description.capacity() + job->directory.capacity();
+    return kept <= MOST_KEPT ? jobs[i] : UtHandle<ZoJob>(new ZoJob);
+}
+
 void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)
 {
-    intoJobs.resize(0);
+    long count = 0;
     UtString field, path;
     UtFilename marker;
     for (const char* rest = text; *rest;) {
         const int state = zoNarrow(getNumber(rest, field));
         if (state < ZoJob::WAITING || state > ZoJob::KILLED)
             continue;
-        UtHandle<ZoJob> job = new ZoJob;
+        UtHandle<ZoJob> job = jobFor(intoJobs, count);
         job->state = state;
         readRecord(rest, job, field);
         formatMarker(path, job);
         marker = path;
-        if (marker.doesExist())
+        if (!marker.doesExist())
+            continue;
+        if (count == intoJobs.size())
             intoJobs.append(job);
+        else
+            intoJobs[count] = job;
+        ++count;
     }
+    intoJobs.resize(count);
 }
 
 void ZoJobList::writeQueue(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
