@@ -1,10 +1,7 @@
 #include "utlib/UtStringTokenizer.h"
 
 /// White space as the C locale has it, whatever locale a host application runs under.
-static bool isSpace(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
+static const char SPACE[] = " \t\n\v\f\r";
 
 UtStringTokenizer::UtStringTokenizer(const char* givenText) : text(givenText)
 {
@@ -18,10 +15,11 @@ UtString& UtStringTokenizer::nextToken()
     if (!hasMoreTokens())
         return token;
     const bool isQuoted = text[position] == '"';
-    const long start = isQuoted ? ++position : position;
-    while (text[position] && (isQuoted ? text[position] != '"' : !isSpace(text[position])))
-        ++position;
-    token.appendText((const char*)text + start, position - start);
+    position += isQuoted;
+    const char* const start = (const char*)text + position;
+    const long n = (long)::strcspn(start, isQuoted ? "\"" : SPACE);
+    token.appendText(start, n);
+    position += n;
     if (isQuoted && text[position])
         ++position;
     return token;
@@ -29,7 +27,6 @@ UtString& UtStringTokenizer::nextToken()
 
 int UtStringTokenizer::hasMoreTokens()
 {
-    while (isSpace(text[position]))
-        ++position;
+    position += (long)::strspn((const char*)text + position, SPACE);
     return text[position] != '\0';
 }
