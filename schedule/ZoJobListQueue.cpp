@@ -1,27 +1,8 @@
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoNumber.h"
 
-/// Room for any number: a sign and 19 digits.
-static const long NUMBER_SIZE = 20;
-
 /// Characters up to which the memory of a job serves again.
 static const long MOST_KEPT = 1024;
-
-/// Writes a number. Returns the place behind it.
-static char* putNumber(char* to, long long value)
-{
-    char digits[NUMBER_SIZE];
-    char* const end = digits + sizeof digits;
-    char* p = end;
-    unsigned long long rest = value < 0 ? 0ULL - (unsigned long long)value : value;
-    do {
-        *--p = (char)('0' + rest % 10);
-    } while ((rest /= 10) > 0);
-    if (value < 0)
-        *--p = '-';
-    ::memcpy(to, p, end - p);
-    return to + (end - p);
-}
 
 /// Writes a text; a backslash goes before each character that would end a field or hide another
 /// one. Returns the place behind it.
@@ -44,13 +25,13 @@ static char* quote(char* to, const UtString& value)
 static long mostOf(const ZoJob* job)
 {
     const long texts = job->command.length() + job->description.length() + job->directory.length();
-    return 2 * texts + 9 * (NUMBER_SIZE + 1);
+    return 2 * texts + 9 * (ZO_NUMBER_SIZE + 1);
 }
 
 /// Writes the job's record. Returns the place behind it.
 static char* putRecord(char* to, const ZoJob* job)
 {
-    to = putNumber(to, job->state);
+    to = zoPutNumber(to, job->state);
     for (const UtString* field : { &job->command, &job->description, &job->directory }) {
         *to++ = ':';
         to = quote(to, *field);
@@ -58,7 +39,7 @@ static char* putRecord(char* to, const ZoJob* job)
     for (const long long number :
          { job->id, job->startTime, job->endTime, (long long)job->reserved, (long long)job->pid }) {
         *to++ = ':';
-        to = putNumber(to, number);
+        to = zoPutNumber(to, number);
     }
     *to++ = '\n';
     return to;
@@ -86,15 +67,11 @@ static void getToken(const char*& text, UtString& token)
 /// Takes the next field from the front of the text as a number. `field` is scratch space.
 static long long getNumber(const char*& text, UtString& field)
 {
-    const char* p = text;
-    const bool isNegative = *p == '-';
-    const char* const digits = isNegative ? ++p : p;
-    long long number = 0;
-    while (*p >= '0' && *p <= '9' && p - digits < 18)  // so many always fit
-        number = 10 * number + (*p++ - '0');
-    if (*p == ':' || *p == '\n') {
-        text = p + 1;
-        return isNegative ? -number : number;
+    const char* end = text;
+    const long long number = zoTakeNumber(end);
+    if (*end == ':' || *end == '\n') {
+        text = end + 1;
+        return number;
     }
     getToken(text, field);  // nothing that was written here
     return zoNumber(field);
@@ -116,10 +93,10 @@ static void readRecord(const char*& text, UtHandle<ZoJob> job, UtString& field)
 /// The path of the job's marker file.
 static void formatMarker(UtString& path, UtHandle<ZoJob> job)
 {
-    char number[NUMBER_SIZE];
+    char number[ZO_NUMBER_SIZE];
     path = job->directory;
     path.appendText("/.", 2);
-    path.appendText(number, putNumber(number, job->id) - number);
+    path.appendText(number, zoPutNumber(number, job->id) - number);
 }
 
 /// An object for the job that comes to stand at index i of the array, to be filled in every field.
