@@ -6,6 +6,10 @@
 /// Room of a new string, the terminator included: short texts need one allocation.
 static const long FIRST_CAPACITY = 16;
 
+/// Room for most formatted texts. What does not fit is formatted a second time, and the C library
+/// takes long over what it has to leave out.
+static const long FORMAT_BUFFER = 1024;
+
 UtString::UtString()
 {
     data = (char*)utmalloc(FIRST_CAPACITY);
@@ -79,13 +83,15 @@ void UtString::vprintf(const char* format, va_list arguments)
 {
     va_list again;
     va_copy(again, arguments);
-    const int length = ::vsnprintf(data, allocated, format, arguments);
-    used = 0;
-    if (length < 0) {
-        *this = "";
-    } else if (length < allocated) {
-        used = (long)length + 1;
+    char buffer[FORMAT_BUFFER];
+    const bool isCopy = ::strcmp(format, "%s") == 0;  // any length: not through the buffer
+    const int length = isCopy ? 0 : ::vsnprintf(buffer, sizeof buffer, format, arguments);
+    if (isCopy) {
+        *this = va_arg(again, const char*);
+    } else if (length < (int)sizeof buffer) {
+        *this = length < 0 ? "" : buffer;
     } else {
+        used = 0;
         insertMemory(0, (long)length + 1);
         ::vsnprintf(data, used, format, again);
     }
