@@ -4,6 +4,7 @@
 #include "schedule/ZoIdentity.h"
 #include "schedule/ZoNumber.h"
 #include "schedule/ZoProcess.h"
+#include "utlib/UtLineReader.h"
 #include "utlib/UtSocket.h"
 
 #include <cstdio>
@@ -213,11 +214,12 @@ int ZoScheduleJobList(int fd, UtDArray<UtHandle<ZoJob>>& jobs)
     if (fd < 0)
         return -1;
     UtSocket::send(fd, "%s list\n", (const char*)theUser);
+    UtLineReader reader(fd);  // the list is all that comes
     UtString line;
-    UtSocket::readLine(fd, line);  // without a count line there is no job
+    reader.readLine(line);  // without a count line there is no job
     const long long count = zoNumber(line);
     jobs.resize(0);
-    for (long long i = 0; i < count && UtSocket::readLine(fd, line) > 0; ++i)
+    for (long long i = 0; i < count && reader.readLine(line) > 0; ++i)
         jobs.append(ZoJob::createFromMessage(line));
     UtSocket::close(fd);
     return (int)jobs.size();

@@ -1,0 +1,31 @@
+#ifndef UTLINEREADER_H
+#define UTLINEREADER_H
+
+#include "utlib/UtString.h"
+
+/// Reads one connection line by line to its end. Takes whatever has come, also what lies behind the
+/// line: for a connection from which nobody else reads, now or later. Many lines then cost one
+/// system call, where UtSocket::readLine() needs two for each.
+class UTLIB_EXPORT UtLineReader
+{
+public:
+    /// The descriptor stays the caller's.
+    explicit UtLineReader(int fd);
+    UtLineReader(const UtLineReader&) = delete;
+    UtLineReader& operator=(const UtLineReader&) = delete;
+    ~UtLineReader();
+
+    /// Reads the next line with the results of UtSocket::readLine(); the receive limit holds for
+    /// every single wait.
+    int readLine(UtString& line);
+
+private:
+    int descriptor;
+    UtDArray<char> piece;  ///< what came last
+    long stored = 0;       ///< bytes in the piece
+    long position = 0;     ///< of the first byte in it that is not handed out
+
+    int takeLine(UtString& line, bool* isWhole);
+};
+
+#endif
