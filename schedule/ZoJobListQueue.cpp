@@ -93,10 +93,9 @@ static void readRecord(const char*& text, UtHandle<ZoJob> job, UtString& field)
 /// The path of the job's marker file.
 static void formatMarker(UtString& path, UtHandle<ZoJob> job)
 {
-    char number[ZO_NUMBER_SIZE];
     path = job->directory;
     path.appendText("/.", 2);
-    path.appendText(number, zoPutNumber(number, job->id) - number);
+    zoAppendNumber(path, job->id);
 }
 
 /// An object for the job that comes to stand at index i of the array, to be filled in every field.

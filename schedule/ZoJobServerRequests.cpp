@@ -6,7 +6,8 @@
 
 #include <cstdio>
 
-static const int PAUSE_BETWEEN_JOBS = 1;  // seconds
+static const int PAUSE_BETWEEN_JOBS = 1;   // seconds
+static const long LIST_PIECE = 32 * 1024;  // bytes of a list that go out together
 
 void ZoJobServer::interprete(int fd, char* line)
 {
@@ -114,16 +115,37 @@ void ZoJobServer::status(int fd)
         answer(fd, jobList.hasWaitingJobs() ? "waiting" : "done");
 }
 
+/// Appends the job's line of the list.
+static void appendLine(UtString& text, const ZoJob* job)
+{
+    zoAppendNumber(text, job->state);
+    for (const UtString* quoted : { &job->command, &job->description }) {
+        text.appendText(" \"", 2);
+        text.appendText(*quoted, quoted->length());
+        text.appendText("\"", 1);
+    }
+    text.appendText(" ", 1);
+    text.appendText(job->directory, job->directory.length());
+    for (const long long number :
+         { job->id, job->startTime, job->endTime, (long long)job->reserved }) {
+        text.appendText(" ", 1);
+        zoAppendNumber(text, number);
+    }
+    text.appendText("\n", 1);
+}
+
 void ZoJobServer::list(int fd)
 {
     // A reader that stands still is waited for once, not once a job.
     int result = answer(fd, "%d\n", (int)jobList.jobs.size());
-    for (long i = 0; i < jobList.jobs.size() && result == 0; ++i) {
-        const ZoJob* const job = jobList.jobs[i];
-        result = answer(fd, "%d \"%s\" \"%s\" %s %lld %lld %lld %d\n", job->state,
-                        (const char*)job->command, (const char*)job->description,
-                        (const char*)job->directory, job->id, job->startTime, job->endTime,
-                        job->reserved);
+    const long count = jobList.jobs.size();
+    UtString text;
+    for (long i = 0; i < count && result == 0; ++i) {
+        appendLine(text, jobList.jobs[i]);
+        if (text.length() < LIST_PIECE && i + 1 < count)
+            continue;
+        result = answer(fd, "%s", (const char*)text);
+        text = "";
     }
 }
 

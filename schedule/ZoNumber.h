@@ -1,6 +1,8 @@
 #ifndef ZONUMBER_H
 #define ZONUMBER_H
 
+#include "utlib/UtString.h"
+
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -21,6 +23,12 @@ inline char* zoPutNumber(char* to, long long number)
         *--p = '-';
     ::memcpy(to, p, end - p);
     return to + (end - p);
+}
+
+inline void zoAppendNumber(UtString& text, long long number)
+{
+    char digits[ZO_NUMBER_SIZE];
+    text.appendText(digits, zoPutNumber(digits, number) - digits);
 }
 
 /// Reads a number that begins at once and has at most 18 digits, and stops behind them: a digit
