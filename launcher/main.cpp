@@ -39,7 +39,8 @@ int main(int argc, char** argv)
 {
     const char* const word = argc > 1 ? argv[1] : "";
     if (std::strcmp(word, "-jobserver") == 0) {
-        if (setenv("JOB_PEERS", "local", 0) != 0) {  // who wants other machines says so
+        const char* const peers = std::getenv("JOB_PEERS");  // who wants other machines says so
+        if ((!peers || !*peers) && setenv("JOB_PEERS", "local", 1) != 0) {
             std::perror("start: JOB_PEERS");
             return 1;
         }

@@ -18,6 +18,10 @@ ZoJobList::ZoJobList()
     ZoIdentity::hostName(hostName);
     ZoIdentity::userAndHome(user, homeDirectory);
     readQueue(jobs);
+    for (long i = 0; i < jobs.size(); ++i) {
+        if (jobs[i]->state == ZoJob::RUNNING)
+            lastChild = jobs[i]->pid;
+    }
 }
 
 ZoJobList::~ZoJobList() = default;

@@ -25,7 +25,7 @@ public:
     UtDArray<int> fdsToClose;        ///< descriptors that a forked job child closes first
     int lockFile = -1;               ///< descriptor of the lock file inside a bracket, else -1
     UtDArray<int> children;          ///< job children of this process that are not reaped yet
-    int lastChild = -1;              ///< the job child that this process started last, or -1
+    int lastChild = -1;  ///< the job child started last, also by an earlier server; or -1
 
     /// Name of the log file; nothing is logged while it is empty.
     static UtFilename logFile;
