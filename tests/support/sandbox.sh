@@ -5,8 +5,8 @@
 sources=$1 build=$2
 shift 2
 place=$(realpath "$(mktemp -d "${TMPDIR:-/tmp}/kelvo-testXXXXXX")") || exit 1
-# A signal interrupts the last `wait`, ends what runs inside, and is collected here.
-trap 'kill "$child" 2>/dev/null; wait "$child"' INT TERM HUP
+child=
+trap 'kill $child 2>/dev/null; wait $child; exit 1' INT TERM HUP
 trap 'chmod -R u+rwX "$place"; rm -rf "$place"' EXIT
 mkdir "$place/tmp" "$place/var-tmp"
 
@@ -41,7 +41,7 @@ shared() {
 if [ -z "$KELVO_TEST_NO_BWRAP" ] && (private true) 2>/dev/null; then
     private "$@" &
 else
-    exec 9</tmp && flock 9 # these share the machine's ports: one run at a time
+    { exec 9</tmp && flock 9; } || exit 1 # they share the machine's ports: one run at a time
     shared "$@" 9<&- &
 fi
 child=$!
