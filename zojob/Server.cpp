@@ -10,7 +10,8 @@
 #include <unistd.h>
 
 static const int PORT = 7160;
-static const std::size_t MAX_ROOT = 245;               // what the client library takes
+static const std::size_t MAX_ROOT = 245;  // what the client library takes
+static const char* const LAUNCHER = "/bin/start";
 static const char* const NOWHERE = "/dev/null";        // holds no launcher, ever
 static const char* const WHITE_SPACE = " \t\n\v\f\r";  // what the library drops around a name
 
@@ -63,7 +64,7 @@ const char* Server::hostName() const
 
 int Server::open() const
 {
-    const int fd = ZoScheduleOpen(hostName(), root.c_str(), "", "");
+    const int fd = connect();
     if (fd < 0)
         fail();
     return fd;
@@ -90,6 +91,16 @@ Server::Presence Server::presence() const
     return reply == "running" || reply == "waiting" || reply == "done" ? OURS : REFUSING;
 }
 
+/// Like open(), but -1 when there is no connection.
+int Server::connect() const
+{
+    // The client library would wait ten seconds for a launcher that is not there.
+    const bool canStart = ::access((root + LAUNCHER).c_str(), X_OK) == 0;
+    if (!canStart && presence() == NONE)
+        return -1;
+    return ZoScheduleOpen(hostName(), root.c_str(), "", "");
+}
+
 void Server::fail() const
 {
     const std::string where = host.empty() ? "this machine" : host;
@@ -103,7 +114,7 @@ void Server::fail() const
                                       ", and only that machine can start one: call zojob there" };
     if (!mayStart)
         throw Failure{ NO_SERVER, "no server is running" };
-    const std::string launcher = root + "/bin/start";
+    const std::string launcher = root + LAUNCHER;
     if (root.size() > MAX_ROOT)
         throw Failure{ NO_SERVER, "no server is running, and the path of " + launcher +
                                       " is too long to start one: install it elsewhere" };
@@ -118,7 +129,7 @@ void Server::fail() const
 
 bool Server::tryList(Jobs& jobs) const
 {
-    const int fd = ZoScheduleOpen(hostName(), root.c_str(), "", "");
+    const int fd = connect();
     if (fd < 0)
         return false;
     UtDArray<JobHandle> answered;

@@ -48,6 +48,7 @@ public:
 
 private:
     const char* hostName() const;
+    int connect() const;
     std::string ask(const char* request) const;
 
     std::string host;

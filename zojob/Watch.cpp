@@ -17,8 +17,11 @@ static const double LAST_INTERVAL = 1;
 static const double GROWTH = 1.2;
 static const double GIVE_UP = 30;  // without a server; it is started anew at most once in 11
 // A server finds out about a job child that died without a word only after 30 seconds without any
-// request. So whoever has seen nothing happen for long enough is quiet for that long.
+// request. So whoever has seen nothing happen for long enough is quiet for that long: early where
+// the job's own files say that it has ended, late where there are none to see its end in meanwhile.
+static const double PATIENCE_AFTER_END = 5;
 static const double PATIENCE = 60;
+static const double PATIENCE_BLIND = 300;
 static const double QUIET = 31;
 
 static const int MISSES = 3;  // a list that broke off is short; three in a row are the truth
@@ -51,13 +54,34 @@ Watch::Watch(const Server& asked, const Jobs& jobsOfQueue, const Jobs& jobs)
     }
 }
 
+double Watch::patience() const
+{
+    double seconds = PATIENCE;
+    for (const Target& target : targets) {
+        if (!target.ended && target.sign)
+            return PATIENCE_AFTER_END;
+        if (!(target.job->command == PrivateDirectory::COMMAND))
+            seconds = PATIENCE_BLIND;
+    }
+    return seconds;
+}
+
+void Watch::noteChange()
+{
+    changed = secondsNow();
+    interval = FIRST_INTERVAL;
+}
+
 bool Watch::askServer()
 {
     const double now = secondsNow();
-    if (now - changed > PATIENCE && now - reached < QUIET)
+    if (now - changed > patience() && now - reached < QUIET)
         return false;
+    const bool wasRunning = runningJob(queue);
     if (server.tryList(queue)) {
         reached = secondsNow();
+        if (wasRunning != (bool)runningJob(queue))
+            noteChange();
         idle = runningJob(queue) ? 0 : idle + 1;
         lost = false;
         return true;
@@ -82,8 +106,7 @@ void Watch::update(Target& target, bool fresh)
         PrivateDirectory::hasReturned(*target.job) || PrivateDirectory::isGone(*target.job);
     if (sign != target.sign || target.job->state != before) {
         target.sign = sign;
-        changed = secondsNow();
-        interval = FIRST_INTERVAL;
+        noteChange();
     }
     if (lost && PrivateDirectory::hasReturned(*target.job))
         target.job->state = ZoJob::DONE;  // as the queue has it already, or in a moment

@@ -42,6 +42,8 @@ public:
 
 private:
     bool askServer();
+    double patience() const;
+    void noteChange();
     void update(Target& target, bool fresh);
 
     const Server& server;
