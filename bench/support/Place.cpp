@@ -19,17 +19,28 @@ static const long long FIRST_ID = 1700000000;
     ::exit(1);
 }
 
+std::string Place::script()
+{
+    return KELVO_SOURCE_DIR "/bench/place.sh";
+}
+
+std::string Place::program()
+{
+    return fs::read_symlink("/proc/self/exe");
+}
+
 void Place::enter(char** argv)
 {
-    if (::getenv(VARIABLE))
+    if (::getenv(VARIABLE)) {
+        fs::current_path(home());
         return;
-    const std::string script = KELVO_SOURCE_DIR "/bench/place.sh";
-    const std::string program = fs::read_symlink("/proc/self/exe");
-    std::vector<const char*> words = { script.c_str(), program.c_str() };
+    }
+    const std::string maker = script(), self = program();
+    std::vector<const char*> words = { maker.c_str(), self.c_str() };
     while (*argv++)
         words.push_back(*argv);
-    ::execv(script.c_str(), const_cast<char**>(words.data()));
-    fail(script);
+    ::execv(maker.c_str(), const_cast<char**>(words.data()));
+    fail(maker);
 }
 
 static std::string root()
@@ -68,9 +79,10 @@ void Place::makeJobs(long count)
 {
     static long made = 0;
     for (; made < count; ++made) {
-        if (::mkdir(jobDirectory(made).c_str(), 0775) != 0)
+        if (::mkdir(jobDirectory(made).c_str(), 0775) != 0 && errno != EEXIST)
             fail(jobDirectory(made));
-        write(marker(made), "");
+        if (::access(marker(made).c_str(), F_OK) != 0)
+            write(marker(made), "");
     }
 }
 
@@ -78,7 +90,7 @@ std::string Place::record(long number)
 {
     const std::string tail =
         jobDirectory(number) + ":" + std::to_string(FIRST_ID + number) + ":0:0:0:-1\n";
-    std::string head = "10:make -j2 all";
+    std::string head = "10:true -j2 all";
     const size_t rest = RECORD_SIZE - tail.size() - 1;
     return head + ":" + std::string(rest - head.size() - 1, 'd') + ":" + tail;
 }

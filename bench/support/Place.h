@@ -10,9 +10,13 @@ class Place
 public:
     enum { RECORD_SIZE = 100 };  ///< bytes of each job's record in the queue file
 
-    /// Runs the program again inside a private place, unless it is in one already. Call it first.
+    /// Runs the program again inside a private place, unless it is in one already, and goes to its
+    /// home. Call it first.
     static void enter(char** argv);
 
+    /// What makes a place, and the program that runs now.
+    static std::string script();
+    static std::string program();
     /// The directory that the launcher lies under, "bin/start": this build's.
     static std::string installation();
     static std::string home();

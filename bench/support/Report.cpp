@@ -30,6 +30,8 @@ public:
 
 std::string timeText(double seconds)
 {
+    if (seconds == 0)
+        return "0 s";
     static const struct {
         double size;
         const char* name;
@@ -59,6 +61,12 @@ void printRow(const std::string& what, const std::string& figure, const std::str
     std::printf("| %s | %s | %s | %s | %s | %s |\n", what.c_str(), figure.c_str(),
                 reference.c_str(), ratio.c_str(), target.c_str(), verdict.c_str());
     std::fflush(stdout);
+}
+
+void printFigure(const std::string& what, const std::string& text, double value, double atMost,
+                 const std::string& target)
+{
+    printRow(what, text, "", "", target, atMost <= 0 ? "" : value <= atMost ? "met" : "missed");
 }
 
 static void printComparison(const Comparison& row, const std::map<std::string, double>& medians)

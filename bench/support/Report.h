@@ -25,6 +25,11 @@ int benchMain(int argc, char** argv, const std::vector<Comparison>& comparisons)
 void printRow(const std::string& what, const std::string& figure, const std::string& reference,
               const std::string& ratio, const std::string& target, const std::string& verdict);
 
+/// Prints a row for a figure without a floor: its text and value, the most that it may be (0 when
+/// there is no target) and that in words.
+void printFigure(const std::string& what, const std::string& text, double value, double atMost,
+                 const std::string& target);
+
 /// A time in the unit that suits it, as "26.3 ms".
 std::string timeText(double seconds);
 
