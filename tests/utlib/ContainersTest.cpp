@@ -13,77 +13,40 @@ struct Counted : UtHandable {
     ~Counted() override { --alive; }
 };
 
-TEST(Containers, GrowByHalfOfWhatIsInUse)
-{
-    UtDArray<int> numbers;
-    for (int capacity : { 1, 2, 3, 4, 6, 9, 13, 19, 28 }) {
-        numbers.append(capacity);
-        while (numbers.size() < capacity && numbers.capacity() == capacity)
-            numbers.append(capacity);
-        ASSERT_EQ(capacity, numbers.capacity());
-    }
-    UtString text("123456789012345"), copy(text), other(text);
-    EXPECT_EQ(16, copy.capacity());
-    copy += "x";
-    EXPECT_EQ(22, copy.capacity());
-    other += 'x';
-    EXPECT_EQ(24, other.capacity());
-    EXPECT_EQ(17, UtString(other).capacity());
-}
-
-TEST(Containers, TakeWhatLiesInThemselves)
-{
-    UtDArray<UtHandle<Counted>> handles;
-    handles.append(new Counted);
-    UtString text("abc");
-    std::string expected = "abc";
-    for (int i = 1; i < 10; ++i) {  // the storage moves at several of them
-        handles.append(handles[0]);
-        text += (const char*)text + 1;
-        expected += expected.substr(1);
-    }
-    EXPECT_EQ(10, handles[0]->references);
-    text = (const char*)text + 2;
-    EXPECT_STREQ(expected.c_str() + 2, text);
-}
-
-TEST(Containers, ReleaseEachHandleOnce)
+TEST(Containers, HandlesAreReleasedOnceWhateverMovesThem)
 {
     UtDArray<UtHandle<Counted>> handles;
     for (int i = 0; i < 5; ++i)
         handles.append(new Counted);
-    UtHandle<Counted> second = handles[1], third = handles[2], none;
     UtHandle<Counted>& first = handles[0];  // the only holder of its object
     first = (const UtHandle<Counted>&)first;
-    EXPECT_EQ(5, alive);
-    EXPECT_FALSE(utStandardEqual(second, third));
-    EXPECT_TRUE(utStandardEqual(none, UtHandle<Counted>()));
+    for (int i = 0; i < 9; ++i)
+        handles.append(handles[2]);  // the storage moves at some of them
+    UtHandle<Counted> third = handles[2];
+    EXPECT_EQ(11, third->references);
     handles.remove(1, 1);
-    EXPECT_EQ(1, second->references);
+    EXPECT_EQ(4, alive);
     EXPECT_TRUE(utStandardEqual(handles[1], third));
-    EXPECT_EQ(2, third->references);
     handles.resize(0);
-    EXPECT_EQ(2, alive);
-    second = third = none;
+    EXPECT_EQ(1, alive);
+    third = nullptr;
     EXPECT_EQ(0, alive);
 }
 
-TEST(Containers, StringsCompareAndFormat)
+TEST(Containers, TextsTakeWhatLiesInThemselvesAndAnyLength)
 {
     UtString text("abc");
-    EXPECT_EQ(0, text != "abc");
-    for (const char* other : { "ab", "abd", "abcd", "", (const char*)nullptr })
-        EXPECT_EQ(1, text != other) << other;
-    text.insertMemory(0, 2);
-    memcpy(text.data, "xy", 2);
-    EXPECT_STREQ("xyabc", text);
-    text = nullptr;
-    EXPECT_EQ(0, text.length());
-    EXPECT_EQ(1, text != nullptr);
-    for (size_t length : { 13, 14, 15, 100000 }) {  // around the room of a new string
+    std::string expected = "abc";
+    for (int i = 1; i < 10; ++i) {
+        text += (const char*)text + 1;
+        expected += expected.substr(1);
+    }
+    text = (const char*)text + 2;
+    EXPECT_STREQ(expected.c_str() + 2, text);
+    for (size_t length : { 1021, 1022, 100000 }) {  // 1023 characters are formatted at once
         UtFilename name;
         name.printf("%d%s", 42, std::string(length, 'w').c_str());
-        ASSERT_EQ("42" + std::string(length, 'w'), (const char*)name);
+        EXPECT_EQ("42" + std::string(length, 'w'), (const char*)name);
     }
 }
 
@@ -94,7 +57,6 @@ TEST(Tokenizer, SplitsRequestAndListLines)
         { "user submit \"make  all\" \"\" /tmp\r\n",
           { "user", "submit", "make  all", "", "/tmp" } },
         { "\"one\"two \"three ", { "one", "two", "three " } },
-        { "a\"b c\" \"", { "a\"b", "c\"", "" } },
         { "caf\xc3\xa0 \"a \\\" b\"", { "caf\xc3\xa0", "a \\", "b\"" } },
     };
     for (const auto& [line, tokens] : lines) {
