@@ -81,9 +81,8 @@ void Sandbox::noPasswordEntry()
 
 void Sandbox::setHostName(const std::string& name, const std::string& official)
 {
-    const std::string entry = official.empty() ? "" : "127.0.0.1 " + official + " " + name + "\n";
-    writeDatabase("hosts", entry + "127.0.0.1 localhost\n");
-    theHost = official.empty() ? name : official;
+    writeDatabase("hosts", "127.0.0.1 " + official + " " + name + "\n127.0.0.1 localhost\n");
+    theHost = official;
     ::setenv("NSS_WRAPPER_HOSTNAME", name.c_str(), 1);
 }
 

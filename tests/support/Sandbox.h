@@ -34,8 +34,8 @@ public:
     /// Every test begins as "tester", in the entry and in USER.
     static void setUser(const std::string& name);
     static void noPasswordEntry();
-    /// Names the machine; `official` is what the hosts file gives as its full name, and empty for a
-    /// name that does not resolve. Every test begins on "node1", which is "node1".
+    /// Names the machine; `official` is what the hosts file gives as its full name. Every test
+    /// begins on "node1", which is "node1".
     static void setHostName(const std::string& name, const std::string& official);
 
     /// The contents of a file, empty when there is none.
