@@ -9,6 +9,7 @@
 #include "bench/support/Servers.h"
 #include "schedule/ZoSchedule.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <unistd.h>
 
@@ -56,12 +57,25 @@ static void submitAnywhere(benchmark::State& state)
 }
 BENCHMARK(submitAnywhere)->Name("SubmitFresh")->Arg(0)->UseRealTime();
 
+/// Reads a file of no jobs and writes it with one.
+static void changeFile(const char* file, const std::string& record)
+{
+    char buffer[4096];
+    int fd = ::open(file, O_RDONLY | O_CLOEXEC);
+    const long n = ::read(fd, buffer, sizeof buffer);
+    ::close(fd);
+    fd = ::open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (n >= 0)
+        writeAll(fd, record.data(), record.size());
+    ::close(fd);
+}
+
 static void floorOfRequest(benchmark::State& state)
 {
-    const std::string file = Place::home() + "/floor";
-    Place::write(file, Place::queueText(1));
+    const std::string file = Place::home() + "/floor", record = Place::record(0);
+    Place::write(file, "");
     const LeastServer server([&](int fd) {
-        Place::write(file, Place::read(file));
+        changeFile(file.c_str(), record);
         writeAll(fd, "ok", 2);
         writeAll(fd, "\n", 1);
     });
@@ -70,6 +84,9 @@ static void floorOfRequest(benchmark::State& state)
     for (auto _ : state) {
         if (server.request(line) != 3)
             state.SkipWithError("no answer");
+        state.PauseTiming();
+        fs::resize_file(file, 0);
+        state.ResumeTiming();
     }
 }
 BENCHMARK(floorOfRequest)->Name("Floor")->Arg(0)->UseRealTime();
