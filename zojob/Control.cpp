@@ -10,7 +10,7 @@ static const char* const BUSY = "the server would not run it: it may be busy wit
 static const char* const KEPT = " goes on; its end is recorded without a server";
 
 /// Why the server refused to run a job, or all of them.
-static Failure whyNotRun(const Jobs& jobs, JobHandle job)
+static Failure whyNotRun(const Jobs& jobs, const JobHandle& job)
 {
     const JobHandle running = runningJob(jobs);
     const std::string name = job ? jobName(jobs, *job) : "";
@@ -63,7 +63,7 @@ int killCommand(const Options& options)
 }
 
 /// Removes one job; false when it was refused, after saying why.
-static bool removeJob(const Server& server, const Jobs& jobs, JobHandle job, bool force)
+static bool removeJob(const Server& server, const Jobs& jobs, const JobHandle& job, bool force)
 {
     const std::string name = jobName(jobs, *job);
     const std::string directory = str(job->directory);

@@ -132,7 +132,7 @@ static JobHandle lastRun(const Jobs& jobs)
     return last;
 }
 
-static int followLog(const Server& server, const Jobs& jobs, JobHandle job, long lines)
+static int followLog(const Server& server, const Jobs& jobs, const JobHandle& job, long lines)
 {
     Watch watch(server, jobs, { job });
     JobLog log(*job);

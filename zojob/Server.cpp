@@ -148,7 +148,7 @@ Jobs Server::list() const
     return jobs;
 }
 
-bool Server::run(JobHandle job) const
+bool Server::run(const JobHandle& job) const
 {
     const Connection connection(open());
     return ZoScheduleJobRun(connection.fd, job) == 0;
@@ -160,7 +160,7 @@ bool Server::kill() const
     return ZoScheduleJobKill(connection.fd) == 0;
 }
 
-bool Server::remove(JobHandle job) const
+bool Server::remove(const JobHandle& job) const
 {
     const Connection connection(open());
     return ZoScheduleJobRemove(connection.fd, job) == 0;

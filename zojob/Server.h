@@ -36,9 +36,9 @@ public:
     Jobs list() const;
 
     /// Runs one job; without one, the waiting jobs one after another.
-    bool run(JobHandle job) const;
+    bool run(const JobHandle& job) const;
     bool kill() const;
-    bool remove(JobHandle job) const;
+    bool remove(const JobHandle& job) const;
 
     /// Ends the server; there must be one.
     bool quit() const;

@@ -46,7 +46,7 @@ static std::string padded(const std::string& text, std::size_t columns)
 
 std::string coloredState(const ZoJob& job, bool color, std::size_t columns)
 {
-    const std::string name = padded(stateName(job), columns);
+    std::string name = padded(stateName(job), columns);
     for (int i = 0; color && i < 4; ++i)
         if (STATES[i] == job.state)
             return STATE_COLORS[i] + name + PLAIN;
@@ -100,7 +100,7 @@ void writeTable(const Jobs& jobs, const Options& options)
         std::string line;
         for (int c = 0; c < DESCRIPTION; ++c)
             if (isShown(c, options.wide))
-                line += padded(rows[i][c], widths[c]) + "  ";
+                line.append(padded(rows[i][c], widths[c])).append("  ");
         line = cut(line + rows[i][DESCRIPTION], limit);
         const std::size_t state = widths[ID] + 2;  // where the state stands in the line
         if (color && i >= first && line.size() >= state + widths[STATE])
