@@ -121,11 +121,24 @@ void ZoJobList::runChild(UtHandle<ZoJob> job)
     ::exit(0);
 }
 
+/// The record of the job that this process runs. Of two jobs of one second in one directory only
+/// the process tells which is meant.
+static UtHandle<ZoJob> findOwn(ZoJobList& list, UtHandle<ZoJob> job)
+{
+    const int own = ::getpid();
+    for (long i = 0; i < list.jobs.size(); ++i) {
+        UtHandle<ZoJob> other = list.jobs[i];
+        if (other->pid == own && other->id == job->id && other->directory == job->directory)
+            return other;
+    }
+    return list.find(job, list.jobs);  // the server could not save the process
+}
+
 void ZoJobList::recordEnd(UtHandle<ZoJob> job)
 {
     lockQueue();
     readQueue(jobs);
-    job = find(job, jobs);
+    job = findOwn(*this, job);
     if (job && job->state != ZoJob::KILLED) {
         job->state = ZoJob::DONE;
         job->endTime = ::time(nullptr);
