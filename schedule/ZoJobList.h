@@ -89,8 +89,9 @@ public:
     void unlockQueue();
 
     /// Starts the given job if it is waiting, or the first waiting one for a null handle, in a
-    /// forked child. Returns 1, or -1 when nothing was started: no such job, or fork() failed and
-    /// the job waits on. Does not look whether another job is running.
+    /// forked child. Returns 1, or -1 when nothing was started: no such job; or the job waits on,
+    /// since fork() failed or the queue file cannot be saved. Does not look whether another job is
+    /// running.
     int run(UtHandle<ZoJob> job);
 
     /// Marks every running job KILLED in the queue file, then sends SIGTERM to its processes, those
@@ -111,6 +112,12 @@ private:
     /// Formats the path of a file beside the queue file, "<home><name><host>". Returns 0, or -1
     /// when it does not fit into the buffer.
     int formatPath(char* buffer, long size, const char* name);
+
+    /// Tells, inside a bracket, whether a save can be expected to succeed: the queue file can be
+    /// opened, and the disk has room for the journal, which is then ready. The bracket must end in
+    /// a save. Without a queue file there is nothing that a failed save could bring back. Returns
+    /// 0, or -1 with errno set.
+    int prepareSave();
 
     /// Puts the text of a whole journal back into the queue file; empties the journal.
     void recoverQueue();

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -41,6 +42,12 @@ int ZoJobList::run(UtHandle<ZoJob> job)
         unlockQueue();
         return -1;
     }
+    // Started without a record, it would be waiting at the next load and be run again and again.
+    if (prepareSave() != 0) {
+        log("the queue cannot be saved, no job is started: %s\n", ::strerror(errno));
+        unlockQueue();
+        return -1;
+    }
     job->state = ZoJob::RUNNING;
     job->startTime = ::time(nullptr);
     log("forking child process\n");
@@ -51,6 +58,7 @@ int ZoJobList::run(UtHandle<ZoJob> job)
     if (job->pid < 0) {
         job->state = ZoJob::WAITING;
         job->startTime = 0;
+        writeQueue(jobs);
         unlockQueue();
         return -1;
     }

@@ -124,7 +124,9 @@ static int readFile(const char* path, UtString& text)
     if (fd < 0)
         return -1;
     const int result = readAll(fd, text);
+    const int error = errno;
     ::close(fd);
+    errno = error;
     return result;
 }
 
@@ -169,6 +171,18 @@ static int rewriteFile(const char* path, const UtString& text)
     return ::fclose(file) == 0 && isWritten ? 0 : -1;
 }
 
+/// Puts the text of the queue file into the journal and into `old`. Returns 0 or -1.
+static int startJournal(int lockFile, const char* path, UtString& old)
+{
+    if (readFile(path, old) != 0) {
+        // Out of descriptors or the like, a queue that is there must not be taken for an empty one.
+        if (errno != ENOENT && errno != EACCES)
+            return -1;
+        old = "";
+    }
+    return writeJournal(lockFile, old);
+}
+
 /// Waits for a lock on the file, LOCK_EX or LOCK_SH. Returns 0, or -1 where there are no locks.
 static int waitForLock(int fd, int kind)
 {
@@ -210,16 +224,28 @@ void ZoJobList::writeQueue(UtDArray<UtHandle<ZoJob>>& ofJobs)
         rewriteFile(path, text);  // without a lock file there is nowhere to keep the old text
         return;
     }
-    // A journal that is whole now could not be put back when the bracket began: it stays.
+    // A journal that is whole now could not be put back when the bracket began, or was made ready
+    // in it: it stays.
     const bool wasWhole = readJournal(lockFile, old);
-    if (!wasWhole && readFile(path, old) != 0)
-        old = "";
-    if (!wasWhole && writeJournal(lockFile, old) != 0)
+    if (!wasWhole && startJournal(lockFile, path, old) != 0)
         return;
     const int result = rewriteFile(path, text);
     const bool isUntouched = result > 0 && !wasWhole;
     if (result == 0 || isUntouched || (result < 0 && rewriteFile(path, old) == 0))
         emptyJournal(lockFile);
+}
+
+int ZoJobList::prepareSave()
+{
+    char path[PATH_BUFFER];
+    if (formatPath(path, sizeof path, ".zojobs") != 0)
+        return 0;
+    const int fd = ::open(path, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return errno == ENOENT || errno == ENOTDIR ? 0 : -1;
+    ::close(fd);
+    UtString old;
+    return lockFile < 0 || readJournal(lockFile, old) ? 0 : startJournal(lockFile, path, old);
 }
 
 void ZoJobList::update()
