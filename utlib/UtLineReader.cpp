@@ -1,7 +1,5 @@
 #include "utlib/UtLineReader.h"
 
-#include "utlib/UtSocket.h"
-
 static const int PIECE = 65536;
 
 UtLineReader::UtLineReader(int fd) : descriptor(fd)
@@ -26,7 +24,7 @@ int UtLineReader::takeLine(UtString& line, bool* isWhole)
     const char* const start = piece.data + position;
     const char* const end = (const char*)::memchr(start, '\n', stored - position);
     const long length = end ? end - start : stored - position;
-    if (::memchr(start, '\0', length) || line.length() + length > UtSocket::MAX_LINE)
+    if (::memchr(start, '\0', length) || line.length() + length > MAX_LINE)
         return -1;
     line.appendText(start, length);
     *isWhole = end;

@@ -1,6 +1,7 @@
 #ifndef UTLINEREADER_H
 #define UTLINEREADER_H
 
+#include "utlib/UtSocket.h"
 #include "utlib/UtString.h"
 
 /// Reads one connection line by line to its end. Takes whatever has come, also what lies behind the
@@ -9,14 +10,20 @@
 class UTLIB_EXPORT UtLineReader
 {
 public:
+    enum {
+        /// Bytes in the longest line. What came in one of UtSocket::MAX_LINE may go out with more
+        /// around it.
+        MAX_LINE = 2 * UtSocket::MAX_LINE
+    };
+
     /// The descriptor stays the caller's.
     explicit UtLineReader(int fd);
     UtLineReader(const UtLineReader&) = delete;
     UtLineReader& operator=(const UtLineReader&) = delete;
     ~UtLineReader();
 
-    /// Reads the next line with the results of UtSocket::readLine(); the receive limit holds for
-    /// every single wait.
+    /// Reads the next line with the results of UtSocket::readLine(), but lines up to MAX_LINE; the
+    /// receive limit holds for every single wait.
     int readLine(UtString& line);
 
 private:
