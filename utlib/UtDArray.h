@@ -46,8 +46,9 @@ public:
 
     ~UtDArray()
     {
-        for (long i = 0; i < used; ++i)
-            data[i].~T();
+        if constexpr (!std::is_trivially_destructible<T>::value)
+            for (long i = 0; i < used; ++i)
+                data[i].~T();
         used = 0;
         utfree(data);
     }
