@@ -48,12 +48,12 @@ protected:
         return fd;
     }
 
-    /// Seconds until `next` gets its answer, while `slow` sends a byte a second; a minute at most.
+    /// Seconds until `next` gets its answer, while `slow` sends a byte a second; 40 at most.
     static int secondsUntilAnswer(int next, int slow)
     {
         struct pollfd answer = { next, POLLIN, 0 };
         int seconds = 0;
-        for (; ::poll(&answer, 1, 1000) == 0 && seconds < 60; ++seconds)
+        for (; ::poll(&answer, 1, 1000) == 0 && seconds < 40; ++seconds)
             ::send(slow, "x", 1, MSG_NOSIGNAL);
         UtSocket::close(slow);
         UtSocket::close(next);
@@ -153,6 +153,10 @@ TEST_F(System, SurvivesClientsThatBreakOff)
     for (const std::string& request :
          { line, line + std::string("\0\n", 2), line + std::string(2 << 20, ' ') + "\n" })
         EXPECT_EQ("0\n", server.request(request) + ask(server, "list"));
+    ::kill(server.pid, SIGSTOP);  // the next client has gone before the server sees it
+    UtSocket::close(connect(server, "tester list\n"));
+    ::kill(server.pid, SIGCONT);
+    EXPECT_EQ("0\n", ask(server, "list"));
 }
 
 TEST_F(System, GivesALineTwentyFiveSecondsInAll)
@@ -188,6 +192,23 @@ TEST_F(System, EndsAfterThirtyIdleSecondsUnlessAJobRuns)
     EXPECT_EQ(0, idle.wait(35));
     EXPECT_TRUE(Sandbox::waitFor([&] { return busy.log().find("returned 0\n") + 1 != 0; }));
     EXPECT_EQ("running\nok\n", ask(busy, "status\nkill"));
+}
+
+TEST_F(System, TheLauncherSaysWhatIsWrong)
+{
+    TestServer server;
+    const std::string port = std::to_string(server.port);
+    const std::string cases[][3] = {
+        { "-jobserver " + port, "1", "Kelvo job server: can't open socket on port " + port + "\n" },
+        { "", "2", "usage: start -jobserver" },
+        { "--help 2>&-", "0", "usage: start -jobserver" },
+        { "--version 2>&-", "0", "version_tag " }
+    };
+    for (const auto& [arguments, status, text] : cases) {
+        const std::string command = KELVO_BUILD_DIR "/bin/start " + arguments + " > said 2>&1";
+        EXPECT_EQ(status, std::to_string(WEXITSTATUS(std::system(command.c_str())))) << arguments;
+        EXPECT_EQ(0U, Sandbox::read("said").find(text)) << arguments;
+    }
 }
 
 TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
@@ -256,6 +277,7 @@ TEST_F(System, ApplicationSendsNothingThatARequestLineCannotCarry)
     int ends[2];
     ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
     UtSocket::send(ends[1], "ok\n");
+    ::shutdown(ends[1], SHUT_WR);
     const std::string texts[] = { "say \"hi\"", "a\nb", "\r", std::string(1 << 20, 'x') };
     for (const std::string& text : texts) {
         EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], text.c_str(), "", ""));
