@@ -16,6 +16,10 @@
 /// Between the command's end and its record: the server has answered the run request by then.
 static const int PAUSE_SECONDS = 1;
 
+/// Exit status that stands for a shell that could not be started, as when the command is longer
+/// than an argument may be (128 KiB).
+static const int NO_SHELL = 127;
+
 /// The job to be run, as the jobs just loaded hold it: the one asked for, or the first waiting one.
 static UtHandle<ZoJob> choose(ZoJobList& list, UtHandle<ZoJob> asked)
 {
@@ -100,7 +104,10 @@ static void execute(UtHandle<ZoJob> job)
     const int start = ::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (UtDirectory::isDirectory(job->directory) && ::chdir(job->directory) != 0)
         ::perror(job->directory);
-    if (::system(job->command) == -1)
+    errno = 0;
+    const int status = ::system(job->command);
+    // 127 without an error is a shell that found no such command, and has said so itself.
+    if (status == -1 || (errno != 0 && WIFEXITED(status) && WEXITSTATUS(status) == NO_SHELL))
         ::perror("cannot start a shell");
     if (start < 0 || ::fchdir(start) != 0)
         ::perror("cannot return to the server's directory");
