@@ -16,10 +16,11 @@
 ///         close(fd);
 
 /// Connects to the job server on port 7160 of `host`; null is this machine. When nobody answers
-/// there and the host is this machine, starts the server with the launcher "bin/start" under
-/// `rootDirectory` (at most 245 characters) and waits up to 10 seconds for it; this is tried again
-/// at most once in 11 seconds. `third` is not used; `fourth` must not be null. Returns a connected
-/// descriptor, which the caller closes (ZoScheduleJobList() closes its own), or -1.
+/// there and the host is null or this machine's official name (no alias, not "localhost"), starts
+/// the server with the launcher "bin/start" under `rootDirectory` (at most 245 characters) and
+/// waits up to 10 seconds for it; this is tried again at most once in 11 seconds. `third` is not
+/// used; `fourth` must not be null. Returns a connected descriptor, which the caller closes
+/// (ZoScheduleJobList() closes its own), or -1.
 SCHEDULE_EXPORT int ZoScheduleOpen(const char* host, const char* rootDirectory, const char* third,
                                    const char* fourth);
 
