@@ -170,6 +170,9 @@ void ZoJobList::reportDone()
         log("connect failed\n");
         return;
     }
+    // Silent clients can hold the server longer than any limit, and a report whose sender has left
+    // counts as nobody's: the next job would not start. A server that ends closes the connection.
+    UtSocket::setTimeLimits(fd, 0);
     UtSocket::send(fd, "%s done\n", (const char*)user);
     // The server closes the connection when it has handled the report; the answer says nothing new.
     char buffer[4096];
