@@ -1,0 +1,216 @@
+# soak.py BUILD SECONDS: clients of every kind against one job server, with random SIGKILLs.
+#
+# Run by script/soak in the private place that tests/support/sandbox.sh makes. For half of the time
+# clients, job children and the server are killed; then the server stays, so that its memory can be
+# watched. Every job has a name of its own as its description. The record, to which all clients
+# append, says of a job "tried" before its submission and "acked" after the server's "ok", "removing"
+# before its removal and "removed" after the "ok". What a client was killed or cut off in is in
+# between.
+
+import collections
+import multiprocessing
+import os
+import random
+import re
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import time
+
+BUILD, SECONDS, PLACE = sys.argv[1], int(sys.argv[2]), os.environ["KELVO_SANDBOX"]
+HOME, RECORD = PLACE + "/home", PLACE + "/record"
+QUEUE, JOURNAL = HOME + "/.zojobs-node1", HOME + "/.zojobs.lock-node1"
+MOST_JOBS, MOST_GROWTH = 300, 1024  # growth in KiB
+COMMANDS = ("true", "sleep 1", "echo a:b\\\\:c; (sleep 0.5; echo d) & wait", "exit 3", "kill -9 $$",
+            "yes | head -c 300000", ": " + "x:\\" * 5000)
+
+
+def note(word, name):
+    with open(RECORD, "ab", buffering=0) as record:
+        record.write(f"{word} {name}\n".encode())
+
+
+# Returns what came until the connection ended or broke. A nuisance does not read, and leaves in
+# good or bad form.
+def send(data, is_nuisance=False):
+    reply = b""
+    try:
+        with socket.create_connection(("127.0.0.1", 7160), timeout=60) as connection:
+            if is_nuisance:
+                linger = struct.pack("ii", random.randrange(2), 0)
+                connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, linger)
+                connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
+            connection.sendall(data)
+            time.sleep(random.random() / 3 if is_nuisance else 0)
+            while not is_nuisance and (piece := connection.recv(65536)):
+                reply += piece
+    except OSError:
+        time.sleep(0.1)
+    return reply.decode()
+
+
+def ask(request):
+    return send(f"tester {request}\n".encode())
+
+
+# Names, directories and ids of some listed jobs, and how many jobs there are.
+def sample(most):
+    jobs = re.findall(r'^\d+ "[^"\n]*" "([^"\n]*)" (\S+) (\d+) \d+ \d+ 0$', ask("list"), re.M)
+    return random.sample(jobs, min(len(jobs), most)), len(jobs)
+
+
+def submitter(worker, submit=lambda *job: ask('submit "%s" "%s" "%s"' % job) == "ok\n"):
+    for n in range(1 << 30):
+        name = f"job-{worker}-{n}"
+        directory = random.choice(("", f"{PLACE}/{name}"))
+        if directory:
+            os.mkdir(directory)
+        note("tried", name)
+        if submit(random.choice(COMMANDS), name, directory):
+            note("acked", name)
+        while sample(0)[1] > MOST_JOBS:
+            time.sleep(0.2)
+
+
+# zojob starts the server when none answers.
+def zojob(worker):
+    submitter(worker, lambda command, name, directory: subprocess.run(
+        (BUILD + "/bin/zojob", "submit", "-q", "-L", name, "-C", directory or HOME, command),
+        stderr=subprocess.DEVNULL).returncode == 0)
+
+
+def remover(_):
+    while True:
+        jobs, total = sample(5)
+        for name, directory, number in jobs:
+            note("removing", name)
+            if ask(f"remove {number} {directory}") == "ok\n":
+                note("removed", name)
+        time.sleep(0 if total > MOST_JOBS / 2 else 0.3)
+
+
+def runner(_):
+    while True:
+        ask(random.choices(("run", "status", "kill", "done", "nonsense"), (8, 8, 1, 1, 1))[0])
+        for _, directory, number in sample(1)[0]:
+            ask(f"run {number} {directory}")
+        time.sleep(random.random())
+
+
+def nuisance(_):
+    while True:
+        send(random.choice((b"", b"tester sub", b"tester list\n", b"\0\xff\n")), is_nuisance=True)
+        time.sleep(random.random() * 3)
+
+
+# Ids of the servers, of the job children (like them, but lead no session) or of all.
+def processes(kind):
+    lines = subprocess.check_output(("ps", "-eo", "pid,sid,stat,comm"), text=True).split("\n")[1:-1]
+    rows = [line.split() for line in lines if not line.endswith(" ps")]
+    return [int(pid) for pid, session, state, name in rows if kind == "all" or
+            name == "start" and state[0] != "Z" and (pid == session) == (kind == "servers")]
+
+
+def resident(server):
+    with open(f"/proc/{server}/status") as status:
+        return int(re.search(r"VmRSS:\s+(\d+)", status.read())[1])
+
+
+def is_saving():
+    return os.path.exists(JOURNAL) and os.path.getsize(JOURNAL) > 0
+
+
+# Keeps clients at work and kills at random. Returns a server and its memory when warmed up.
+def disturb(kills):
+    start, workers, watched = time.monotonic(), [None] * 10, None
+    for turn in range(1 << 30):
+        for i, worker in enumerate(workers):
+            if worker and worker.exitcode not in (None, -signal.SIGKILL):
+                sys.exit("soak: a client has ended by itself")
+            if not worker or worker.exitcode:
+                function = (submitter, zojob, remover, runner, nuisance)[i % 5]
+                workers[i] = multiprocessing.Process(target=function, args=(f"{turn}-{i}",))
+                workers[i].start()
+        time.sleep(random.random() / 8)
+        passed = (time.monotonic() - start) / SECONDS
+        kind = {0: "servers", 8: "children"}.get(turn % 16, "clients" if turn % 4 == 1 else "")
+        if kind and (kind != "servers" or passed < 0.5):
+            pids = [worker.pid for worker in workers] if kind == "clients" else processes(kind)
+            limit = time.monotonic() + random.choice((0, 1))
+            while kind == "servers" and not is_saving() and time.monotonic() < limit:
+                pass
+            for pid in random.sample(pids, min(len(pids), 1)):
+                os.kill(pid, signal.SIGKILL)
+                kills[kind] += 1
+                kills["saves"] += kind == "servers" and is_saving()
+        if passed > 0.65 and not watched:
+            watched = [(pid, resident(pid)) for pid in processes("servers")][0]
+        if passed > 1:
+            break
+    for worker in workers:
+        worker.kill()
+        worker.join()
+    return watched
+
+
+# The records of the queue file, as lists of fields.
+def queue():
+    with open(QUEUE) as file:
+        return [re.findall(r"((?:[^:\\\n]|\\.)*)[:\n]", line) for line in file]
+
+
+def wait_for(condition, seconds, pause=0.2):
+    end = time.monotonic() + seconds
+    while not (is_true := condition()) and time.monotonic() < end:
+        time.sleep(pause)
+    return is_true
+
+
+def is_settled():
+    children = processes("children")
+    return all(job[0] != "11" or int(job[8]) in children for job in queue())
+
+
+def main():
+    os.mkdir(HOME)
+    for name, text in (("passwd", f"tester:x:{os.getuid()}:{os.getgid()}::{HOME}:/bin/sh\n"),
+                       ("hosts", "127.0.0.1 node1\n127.0.0.1 localhost\n"), ("group", "")):
+        with open(f"{PLACE}/{name}", "w") as file:
+            file.write(text)
+    os.environ.update(HOME=HOME, USER="tester", TMPDIR=PLACE + "/tmp", NSS_WRAPPER_HOSTNAME="node1")
+    kills = collections.Counter()
+    server, before = disturb(kills)
+    # A job whose child was killed is ended only when nobody has asked anything for 30 seconds.
+    is_quiet = wait_for(is_settled, 40)
+    is_quiet &= wait_for(lambda: ask("status") != "running\n" or ask("kill") == "ok\n", 70, 32)
+    after = resident(server)
+    fds = [os.readlink(f"/proc/{server}/fd/{fd}") for fd in os.listdir(f"/proc/{server}/fd")]
+    fds = [fd for fd in fds if not fd.endswith(("/null", "/passwd", "/hosts"))]  # of nss_wrapper
+    ask("quit")
+    wait_for(lambda: len(processes("all")) == 2, 10)  # the sandbox's first and this one
+    with open(RECORD) as file:
+        said = {tuple(line.split()) for line in file}
+    tried, acked, removing, removed = ({name for word, name in said if word == wanted}
+                                       for wanted in ("tried", "acked", "removing", "removed"))
+    names = [job[2] for job in queue() if len(job) == 9]
+    print(f"soak: {SECONDS} s; killed: {dict(kills)}; {len(acked)} jobs acknowledged,"
+          f" {len(removed)} removed, {len(names)} in the queue at the end;"
+          f" server: {before} KiB warm, {after} KiB at the end")
+    faults = {"torn records": len(queue()) - len(names),
+              "acknowledged jobs lost": len(acked - removing - set(names)),
+              "removed jobs come back": len(removed & set(names)),
+              "jobs twice": len(names) - len(set(names)),
+              "jobs made up": len(set(names) - tried),
+              "bytes of journal left": os.path.getsize(JOURNAL),
+              "processes left": len(processes("all")) - 2,
+              "descriptors left": len(fds) - 1,  # besides the one that listens
+              "KiB grown too much": max(0, after - before - MOST_GROWTH),
+              "server not at rest": int(not is_quiet)}
+    print("soak:", ", ".join(f"{count} {what}" for what, count in faults.items()))
+    if any(faults.values()) or len(acked) < SECONDS or min(kills.values()) == 0:
+        sys.exit("soak: FAILED")
+
+
+main()
