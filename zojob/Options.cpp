@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <climits>
+#include <cmath>
 #include <unistd.h>
 
 static const char* const NAMES_HELP =
@@ -239,6 +240,8 @@ static void separateEmptyValues(std::vector<std::string>& args)
 /// What CLI11 cannot check by itself.
 static void checkTogether(const Options& options)
 {
+    if (std::isnan(options.watch) || std::isnan(options.timeout))
+        throw Failure{ WRONG_USAGE, "nan is no number of seconds" };
     if (options.command == "list" && options.json && options.watch > 0)
         throw Failure{ WRONG_USAGE, "--json prints one document, --watch many: choose one" };
     if (options.command == "remove" && options.jobs.empty() != options.finished)
