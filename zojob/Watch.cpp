@@ -163,5 +163,6 @@ void announceInterrupt(const std::vector<Watch::Target>& targets)
                   "%szojob: interrupted; what was waited for goes on: 'zojob wait%s' waits again, "
                   "'zojob kill%s' ends it\n",
                   ::isatty(STDERR_FILENO) ? "\r\033[K" : "", one.c_str(), one.c_str());
-    std::signal(SIGINT, sayAndEnd);
+    if (std::signal(SIGINT, sayAndEnd) == SIG_IGN)
+        std::signal(SIGINT, SIG_IGN);
 }

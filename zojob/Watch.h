@@ -66,7 +66,8 @@ double secondsNow();
 
 void sleepSeconds(double seconds);
 
-/// From now on Ctrl-C ends the process with INTERRUPTED after saying that the jobs go on.
+/// From now on Ctrl-C ends the process with INTERRUPTED after saying that the jobs go on; unless it
+/// is ignored, as in a background command of a script.
 void announceInterrupt(const std::vector<Watch::Target>& targets);
 
 #endif
