@@ -6,10 +6,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <poll.h>
 #include <pwd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 static const int PORT = 7160;
+static const int CLOSING = 5000;          // ms in which a server closes after its reply
 static const std::size_t MAX_ROOT = 245;  // what the client library takes
 static const char* const LAUNCHER = "/bin/start";
 static const char* const NOWHERE = "/dev/null";        // holds no launcher, ever
@@ -127,13 +131,25 @@ void Server::fail() const
                                   " -jobserver " + std::to_string(PORT) + "' says" };
 }
 
+/// Whether the server has closed the connection in order, as it does after a whole reply.
+static bool isClosedInOrder(int fd)
+{
+    struct pollfd end = { fd, POLLIN, 0 };
+    char rest;
+    return ::poll(&end, 1, CLOSING) > 0 && ::recv(fd, &rest, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
+}
+
 bool Server::tryList(Jobs& jobs) const
 {
     const int fd = connect();
     if (fd < 0)
         return false;
+    // The client library closes its connection, and does not tell a broken reply from a short list.
+    const Connection copy(::fcntl(fd, F_DUPFD_CLOEXEC, 0));
     UtDArray<JobHandle> answered;
     ZoScheduleJobList(fd, answered);
+    if (!isClosedInOrder(copy.fd) || (answered.size() == 0 && presence() != OURS))
+        return false;
     jobs.clear();
     for (long i = 0; i < answered.size(); ++i)
         jobs.push_back(answered[i]);

@@ -30,7 +30,7 @@ public:
     /// Who answers, if anybody. Starts nothing whatever the object allows.
     Presence presence() const;
 
-    /// The queue. False when there is no server just now.
+    /// The queue. False when there is no server just now, or when it did not answer whole.
     bool tryList(Jobs& jobs) const;
 
     Jobs list() const;
