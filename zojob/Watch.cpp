@@ -18,7 +18,8 @@ static const double GROWTH = 1.2;
 static const double GIVE_UP = 30;  // without a server; it is started anew at most once in 11
 // A server finds out about a job child that died without a word only after 30 seconds without any
 // request. So whoever has seen nothing happen for long enough is quiet for that long: early where
-// the job's own files say that it has ended, late where there are none to see its end in meanwhile.
+// the job's own files say that it has ended, late where there are none to see its end in meanwhile;
+// and then asks as often as before, or it would hear of the end half a minute late.
 static const double PATIENCE_AFTER_END = 5;
 static const double PATIENCE = 60;
 static const double PATIENCE_BLIND = 300;
@@ -75,8 +76,11 @@ void Watch::noteChange()
 bool Watch::askServer()
 {
     const double now = secondsNow();
-    if (now - changed > patience() && now - reached < QUIET)
-        return false;
+    if (now - changed > patience()) {
+        if (now - reached < QUIET)
+            return false;
+        changed = now;  // the server has had its time to look
+    }
     const bool wasRunning = runningJob(queue);
     if (server.tryList(queue)) {
         reached = secondsNow();
@@ -102,8 +106,10 @@ void Watch::update(Target& target, bool fresh)
     } else if (fresh && ++target.misses >= MISSES) {
         target.ended = target.removed = true;
     }
-    const bool sign =
-        PrivateDirectory::hasReturned(*target.job) || PrivateDirectory::isGone(*target.job);
+    // On another machine the process is not to be seen here, and only the status tells something.
+    const int sign = PrivateDirectory::hasReturned(*target.job) ? 2
+                     : PrivateDirectory::isGone(*target.job)    ? 1
+                                                                : 0;
     if (sign != target.sign || target.job->state != before) {
         target.sign = sign;
         noteChange();

@@ -17,7 +17,7 @@ public:
         bool ended = false;
         bool removed = false;  ///< ended, for whoever waits
         int misses = 0;        ///< lists in a row without the job
-        bool sign = false;     ///< its own files show that its processes have ended
+        int sign = 0;          ///< how far its own files show its end; 2: its status is there
     };
 
     std::vector<Target> targets;
