@@ -42,7 +42,7 @@ static void makeDirectories(const std::string& path)
         const std::string part = path.substr(0, end);
         if (::mkdir(part.c_str(), MODE) != 0 && errno != EEXIST && errno != EISDIR)
             throw Failure{ REFUSED, withReason("cannot make " + part) +
-                                        "; XDG_STATE_HOME names another place" };
+                                        "; set XDG_STATE_HOME to another place" };
         if (end == std::string::npos)
             return;
     }
@@ -59,7 +59,7 @@ PrivateDirectory::PrivateDirectory()
     // The mode once more, since the umask may have taken bits away.
     if (!::mkdtemp(&name[0]) || ::chmod(name.c_str(), MODE) != 0)
         throw Failure{ REFUSED, withReason("cannot make a directory for the job, " + name) +
-                                    "; XDG_STATE_HOME names another place" };
+                                    "; set XDG_STATE_HOME to another place" };
     path = name;
 }
 
