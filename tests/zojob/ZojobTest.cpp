@@ -242,12 +242,9 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
 {
     ASSERT_TRUE(Sandbox::schedulePortIsFree());
     const std::pair<Words, int> cases[] = {
-        { { "status" }, 0 },
-        { { "list", "--watch=nan" }, 2 },
-        { { "remove" }, 2 },
-        { { "submit", "-C", "/no/such/place", "true" }, 1 },
-        { { "quit" }, 3 },
-        { { "list", "--root", "/no/such/place" }, 3 },
+        { { "status" }, 0 }, { { "list", "--watch=nan" }, 2 },
+        { { "remove" }, 2 }, { { "submit", "-C", "/no/such/place", "true" }, 1 },
+        { { "quit" }, 3 },   { { "list", "--root", "/no/such/place" }, 3 },
     };
     for (const auto& [words, code] : cases) {
         Call call(words);
