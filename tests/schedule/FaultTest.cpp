@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <fstream>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -14,11 +16,12 @@
 
 namespace
 {
-/// A queue of n jobs, which it brings back and judges.
+/// A queue of n jobs in a home directory, which it brings back and judges.
 class SavedQueue
 {
 public:
-    explicit SavedQueue(int n)
+    explicit SavedQueue(int n, const std::string& inHome = Sandbox::home())
+        : home(inHome), file(home + "/.zojobs-node1")
     {
         ::mkdir(directory.c_str(), 0700);
         for (int i = 1; i <= n; ++i) {
@@ -26,11 +29,16 @@ public:
             before += "10:" + std::string(60, 'x') + " \\: \\\\:job " + std::to_string(i) + ":" +
                       directory + ":" + std::to_string(i) + ":0:0:0:-1\n";
         }
-        Sandbox::write(Sandbox::queueFile(), before);
+        Sandbox::write(file, before);
     }
 
     /// One change: the queue grows by a job, which the last change may have added already.
-    void change() const { ZoJobList().submit("added", "", directory.c_str()); }
+    void change() const
+    {
+        ZoJobList list;
+        list.homeDirectory = home.c_str();
+        list.submit("added", "", directory.c_str());
+    }
 
     /// Whether the queue is the one before or holds the same jobs and the added ones; then brings
     /// back the one before. Looks first as a server does that starts, then as one that changes.
@@ -38,6 +46,8 @@ public:
     {
         ZoJobList list;
         UtString seen, recovered;
+        list.homeDirectory = home.c_str();
+        list.readQueue(list.jobs);
         list.writeQueue(seen, list.jobs);
         list.update();
         list.writeQueue(recovered, list.jobs);
@@ -45,12 +55,12 @@ public:
         const bool isSame = text == (const char*)recovered;
         const std::string added = text.substr(std::min(text.size(), before.size()));
         if (text.size() > before.size())
-            Sandbox::write(Sandbox::queueFile(), before);
+            Sandbox::write(file, before);
         return isSame && text.compare(0, before.size(), before) == 0 &&
                (added.empty() || added.compare(0, 9, "10:added:") == 0);
     }
 
-    std::string directory = Sandbox::path("jobs"), before;
+    std::string directory = Sandbox::path("jobs"), home, file, before;
 };
 
 /// Runs the change in a child and kills it at its n-th entry to or exit from a system call. Returns
@@ -76,7 +86,6 @@ bool killAtSystemCall(const SavedQueue& queue, int n)
     ::waitpid(pid, &status, 0);
     return true;
 }
-
 }  // namespace
 
 TEST(Faults, KillAtEverySystemCall)
@@ -86,6 +95,45 @@ TEST(Faults, KillAtEverySystemCall)
     for (; killAtSystemCall(queue, n); ++n)
         ASSERT_TRUE(queue.isWhole()) << "killed at stop " << n << " of its system calls";
     EXPECT_GT(n, 60) << "the change was not followed through its system calls";
+}
+
+TEST(Faults, KillAtAnyMoment)
+{
+    const char* const wanted = std::getenv("KELVO_KILLS");  // for a longer run by hand
+    const int kills = wanted ? std::atoi(wanted) : 150;
+    const SavedQueue queue(300);
+    for (int i = 0; i < kills; ++i) {
+        const pid_t pid = ::fork();
+        while (pid == 0)
+            queue.change();
+        ::usleep(std::rand() % 5000);
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+        ASSERT_TRUE(queue.isWhole()) << "kill " << i;
+    }
+}
+
+TEST(Faults, FullDisk)
+{
+    if (Sandbox::smallDisk().empty())
+        GTEST_SKIP() << "no file system can be mounted here; FileSizeLimit has to do";
+    const SavedQueue queue(200, Sandbox::smallDisk());
+    const std::string filler = queue.home + "/filler", page(4096, 'x');
+    int untouched = 0;
+    for (int freePages = 0; freePages < 20; ++freePages) {
+        std::ofstream file(filler);
+        long filled = 0;
+        while (file << page << std::flush)
+            ++filled;
+        file.close();
+        ASSERT_EQ(0, ::truncate(filler.c_str(), (filled - freePages) * (long)page.size()));
+        queue.change();
+        ::unlink(filler.c_str());
+        untouched += Sandbox::read(queue.file) == queue.before;
+        ASSERT_TRUE(queue.isWhole()) << freePages << " free pages";
+    }
+    EXPECT_GT(untouched, 2);
+    EXPECT_LT(untouched, 18);
 }
 
 TEST(Faults, FileSizeLimit)
@@ -104,7 +152,7 @@ TEST(Faults, FileSizeLimit)
             ::_exit(0);
         }
         ::waitpid(pid, nullptr, 0);
-        untouched += Sandbox::read(Sandbox::queueFile()) == queue.before;
+        untouched += Sandbox::read(queue.file) == queue.before;
         ASSERT_TRUE(queue.isWhole()) << "limit of " << size * level / 10 << " bytes";
     }
     EXPECT_GT(untouched, 5);
