@@ -6,6 +6,8 @@
 #include "bench/support/Report.h"
 #include "schedule/ZoJobList.h"
 
+#include <algorithm>
+
 static void withSizes(benchmark::internal::Benchmark* one)
 {
     one->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Arg(20000)->Arg(100000);
@@ -43,15 +45,23 @@ BENCHMARK(floorOfIt)->Name("Floor")->Apply(withSizes);
 
 int main(int argc, char** argv)
 {
-    const std::string floor = "read, look up, write";
+    const std::string floor = "read, look up, write", ten = "of 10,000 jobs";
     const std::string what = "load and save of ";
-    return benchMain(
-        argc, argv,
-        { { what + "10 jobs", "LoadSave/10", "Floor/10", floor },
-          { what + "100 jobs", "LoadSave/100", "Floor/100", floor },
-          { what + "1,000 jobs", "LoadSave/1000", "Floor/1000", floor },
-          { what + "10,000 jobs", "LoadSave/10000", "Floor/10000", floor, 1.5 },
-          { what + "100,000 jobs", "LoadSave/100000", "Floor/100000", floor },
-          { what + "20,000 jobs", "LoadSave/20000", "LoadSave/10000", "of 10,000 jobs", 2.3 },
-          { what + "100,000 jobs", "LoadSave/100000", "LoadSave/10000", "of 10,000 jobs", 11 } });
+    std::vector<Comparison> rows;
+    for (const char* name : { "10", "100", "1,000", "10,000", "100,000" }) {
+        std::string size = std::string("/") + name;
+        size.erase(std::remove(size.begin(), size.end(), ','), size.end());
+        rows.push_back({ what + name + " jobs", "LoadSave" + size, "Floor" + size, floor,
+                         size == "/10000" ? 1.5 : 0 });
+    }
+    rows.push_back({ what + "20,000 jobs", "LoadSave/20000", "LoadSave/10000", ten, 2.3 });
+    rows.push_back({ what + "100,000 jobs", "LoadSave/100000", "LoadSave/10000", ten, 11 });
+    for (size_t i = 3, end = rows.size(); i < end; ++i) {
+        Comparison row = rows[i];
+        row.what += ", processor time";
+        row.atMost = 0;
+        row.isCpu = true;
+        rows.push_back(row);
+    }
+    return benchMain(argc, argv, rows);
 }

@@ -6,11 +6,15 @@
 #include <cstdio>
 #include <map>
 
-/// Shows what the console shows, and keeps the medians in seconds.
+struct Medians {
+    double real = 0, cpu = 0;  ///< seconds
+};
+
+/// Shows what the console shows, and keeps the medians.
 class MedianKeeper : public benchmark::ConsoleReporter
 {
 public:
-    std::map<std::string, double> medians;
+    std::map<std::string, Medians> medians;
 
     MedianKeeper() : ConsoleReporter(OO_Tabular) {}
 
@@ -19,9 +23,11 @@ public:
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             failed = failed || run.error_occurred;
+            const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
             if (run.aggregate_name == "median")
-                medians[run.run_name.function_name + "/" + run.run_name.args] =
-                    run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+                medians[run.run_name.function_name + "/" + run.run_name.args] = {
+                    run.GetAdjustedRealTime() / unit, run.GetAdjustedCPUTime() / unit
+                };
         }
     }
 
@@ -69,18 +75,20 @@ void printFigure(const std::string& what, const std::string& text, double value,
     printRow(what, text, "", "", target, atMost <= 0 ? "" : value <= atMost ? "met" : "missed");
 }
 
-static void printComparison(const Comparison& row, const std::map<std::string, double>& medians)
+static void printComparison(const Comparison& row, const std::map<std::string, Medians>& medians)
 {
     const auto figure = medians.find(row.figure), against = medians.find(row.against);
     if (figure == medians.end() || against == medians.end())
         return;  // filtered out by the caller
-    const double ratio = figure->second / against->second;
+    const double measured = row.isCpu ? figure->second.cpu : figure->second.real;
+    const double reference = row.isCpu ? against->second.cpu : against->second.real;
+    const double ratio = measured / reference;
     char ratioText[32], target[40] = "";
     ::snprintf(ratioText, sizeof ratioText, "%.2f", ratio);
     if (row.atMost > 0)
         ::snprintf(target, sizeof target, "at most %g times", row.atMost);
-    printRow(row.what, timeText(figure->second), timeText(against->second) + ": " + row.meaning,
-             ratioText, target,
+    printRow(row.what, timeText(measured), timeText(reference) + ": " + row.meaning, ratioText,
+             target,
              row.atMost <= 0       ? ""
              : ratio <= row.atMost ? "met"
                                    : "missed");

@@ -13,6 +13,7 @@ struct Comparison {
     std::string against;  ///< name of another one
     std::string meaning;  ///< what that one does, in words
     double atMost = 0;    ///< 0 when there is no target
+    bool isCpu = false;   ///< of processor time, which a busy machine disturbs less
 };
 
 /// The main() of a benchmark program: enters the private place, runs the registered benchmarks in
