@@ -24,12 +24,17 @@ int ZoJobList::formatPath(char* buffer, long size, const char* name)
     return n < 0 || n >= size ? -1 : 0;
 }
 
-/// 64-bit FNV-1a.
+/// A 64-bit sum over words of eight bytes, the last one filled up with zeros: byte by byte it would
+/// take as long as the rest of a save. The shift lets high bits, too, reach every bit of the sum.
 static unsigned long long checksum(const char* bytes, long size)
 {
     unsigned long long sum = 0xcbf29ce484222325ULL;
-    for (long i = 0; i < size; ++i)
-        sum = (sum ^ (unsigned char)bytes[i]) * 0x100000001b3ULL;
+    for (long i = 0; i < size; i += (long)sizeof sum) {
+        unsigned long long word = 0;
+        ::memcpy(&word, bytes + i, size - i < (long)sizeof word ? size - i : (long)sizeof word);
+        sum = (sum ^ word) * 0x100000001b3ULL;
+        sum ^= sum >> 32;
+    }
     return sum;
 }
 
