@@ -2,7 +2,7 @@
 // after: never another.
 
 #include "schedule/ZoJobList.h"
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,7 +1,7 @@
 // The job record and the job list, in this process; jobs run in forks of it.
 
 #include "schedule/ZoJobList.h"
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 
 #include <csignal>
 #include <dlfcn.h>

@@ -1,7 +1,7 @@
 // Strangers are refused, and a dead job child does not stop the queue.
 
 #include "schedule/ZoJobServer.h"
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 
 #include <netinet/in.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoSchedule.h"
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 #include "utlib/UtServerSocket.h"
 #include "utlib/UtSocket.h"
 

@@ -1,4 +1,4 @@
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 #include "utlib/UtFilename.h"
 #include "utlib/UtTmpDir.h"
 

@@ -1,6 +1,6 @@
 #include "utlib/UtPeer.h"
 
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 #include "utlib/UtServerSocket.h"
 
 #include <linux/inet_diag.h>

@@ -1,4 +1,4 @@
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 #include "utlib/UtServerSocket.h"
 #include "utlib/UtSocket.h"
 

@@ -1,6 +1,6 @@
 // The command at a prompt: what comes out of a job, what it ends with, what it refuses and keeps.
 
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 
 #include <cstdlib>
 #include <fcntl.h>

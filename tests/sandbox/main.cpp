@@ -2,7 +2,7 @@
 // sandbox.sh. There the first process is the keeper: it adopts what the tests orphan, as init does,
 // and ends it when the tests are over. Its child runs the tests.
 
-#include "tests/support/Sandbox.h"
+#include "tests/sandbox/Sandbox.h"
 
 #include <csignal>
 #include <dlfcn.h>
@@ -91,7 +91,7 @@ static int runTests(int argc, char** argv)
 static int runInPlace(char** argv)
 {
     const std::string program = fs::read_symlink("/proc/self/exe");
-    std::vector<const char*> words = { "sh", KELVO_SOURCE_DIR "/tests/support/sandbox.sh",
+    std::vector<const char*> words = { "sh", KELVO_SOURCE_DIR "/tests/sandbox/sandbox.sh",
                                        KELVO_SOURCE_DIR, KELVO_BUILD_DIR, program.c_str() };
     while (*argv++)
         words.push_back(*argv);

@@ -1,6 +1,6 @@
 # soak.py BUILD SECONDS: clients of every kind against one job server, with random SIGKILLs.
 #
-# Run by script/soak in the private place that tests/support/sandbox.sh makes. For half of the time
+# Run by script/soak in the private place that tests/sandbox/sandbox.sh makes. For half of the time
 # clients, job children and the server are killed; then the server stays, so that its memory can be
 # watched. Every job has a name of its own as its description. The record, to which all clients
 # append, says of a job "tried" before its submission and "acked" after the server's "ok", "removing"
