@@ -226,10 +226,12 @@ int ZoScheduleJobList(int fd, UtDArray<UtHandle<ZoJob>>& jobs)
 }
 
 // The marker is found in a file by searching for it; its spread form tells its length without being
-// found as well.
+// found as well. Both are there for tools that read the file, whatever the optimiser thinks of
+// them.
 #define MARKER "$KelvoVersion"
-static const char spreadMarker[] = "$.K.e.l.v.o.V.e.r.s.i.o.n.";
-static const char versionRecord[] =
+#define KEPT __attribute__((used))
+KEPT static const char spreadMarker[] = "$.K.e.l.v.o.V.e.r.s.i.o.n.";
+KEPT static const char versionRecord[] =
     MARKER "|version_tag|v" ZO_VERSION "|comment|" ZO_DESCRIPTION "|compiler|" ZO_COMPILER
            "|target_os|" ZO_TARGET_OS "|build_cfg|" ZO_BUILD_CFG "|build_user|" ZO_BUILD_USER
            "|build_ip|" ZO_BUILD_IP "|build_time|" ZO_BUILD_TIME
