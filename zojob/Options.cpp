@@ -1,7 +1,7 @@
 #include "zojob/Options.h"
 
+#include "jobs/JobName.h"
 #include "schedule/ZoSchedule.h"
-#include "zojob/JobName.h"
 #include "zojob/Report.h"
 
 #include <CLI/CLI.hpp>

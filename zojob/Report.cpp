@@ -1,6 +1,6 @@
 #include "zojob/Report.h"
 
-#include "zojob/Text.h"
+#include "zojob/view/Text.h"
 
 #include <cerrno>
 #include <cstdio>

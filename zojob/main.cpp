@@ -1,6 +1,6 @@
-#include "zojob/Commands.h"
 #include "zojob/Options.h"
 #include "zojob/Report.h"
+#include "zojob/command/Commands.h"
 
 #include <cerrno>
 #include <csignal>

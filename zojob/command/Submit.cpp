@@ -1,10 +1,10 @@
-#include "zojob/Commands.h"
-#include "zojob/JobName.h"
-#include "zojob/Output.h"
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
+#include "jobs/JobName.h"
+#include "jobs/JobScript.h"
+#include "jobs/JobWatch.h"
 #include "zojob/Report.h"
-#include "zojob/Script.h"
-#include "zojob/Watch.h"
+#include "zojob/command/Commands.h"
+#include "zojob/view/Table.h"
 
 #include "utlib/UtSocket.h"
 

@@ -1,11 +1,11 @@
 // The commands that only look: list, show, status.
-#include "zojob/Commands.h"
-#include "zojob/JobName.h"
-#include "zojob/Output.h"
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
+#include "jobs/JobName.h"
+#include "jobs/JobWatch.h"
 #include "zojob/Report.h"
-#include "zojob/Text.h"
-#include "zojob/Watch.h"
+#include "zojob/command/Commands.h"
+#include "zojob/view/Table.h"
+#include "zojob/view/Text.h"
 
 #include <algorithm>
 #include <unistd.h>

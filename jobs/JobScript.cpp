@@ -1,6 +1,6 @@
-#include "zojob/Script.h"
+#include "jobs/JobScript.h"
 
-#include "zojob/Text.h"
+#include "zojob/view/Text.h"
 
 #include <cctype>
 #include <cstdio>

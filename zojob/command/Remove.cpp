@@ -1,9 +1,9 @@
 // The commands that change the queue: run, kill, remove, quit.
-#include "zojob/Commands.h"
-#include "zojob/JobName.h"
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
+#include "jobs/JobName.h"
 #include "zojob/Report.h"
-#include "zojob/Text.h"
+#include "zojob/command/Commands.h"
+#include "zojob/view/Text.h"
 
 static const char* const BUSY = "the server would not run it: it may be busy with a job that was "
                                 "removed while it ran; try again later";

@@ -1,5 +1,5 @@
-#ifndef PRIVATEDIRECTORY_H
-#define PRIVATEDIRECTORY_H
+#ifndef JOBDIRECTORY_H
+#define JOBDIRECTORY_H
 
 #include "schedule/ZoJob.h"
 

@@ -1,8 +1,8 @@
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
 
+#include "jobs/JobScript.h"
 #include "zojob/Report.h"
-#include "zojob/Script.h"
-#include "zojob/Text.h"
+#include "zojob/view/Text.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,8 +1,8 @@
-#ifndef OUTPUT_H
-#define OUTPUT_H
+#ifndef TABLE_H
+#define TABLE_H
 
+#include "jobs/Server.h"
 #include "zojob/Options.h"
-#include "zojob/Server.h"
 
 #include <array>
 #include <string>

@@ -1,9 +1,9 @@
-#include "zojob/Output.h"
+#include "zojob/view/Table.h"
 
-#include "zojob/JobName.h"
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
+#include "jobs/JobName.h"
 #include "zojob/Report.h"
-#include "zojob/Text.h"
+#include "zojob/view/Text.h"
 
 #include <nlohmann/json.hpp>
 

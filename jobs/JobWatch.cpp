@@ -1,7 +1,7 @@
-#include "zojob/Watch.h"
+#include "jobs/JobWatch.h"
 
-#include "zojob/JobName.h"
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
+#include "jobs/JobName.h"
 #include "zojob/Report.h"
 
 #include <algorithm>

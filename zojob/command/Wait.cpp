@@ -1,10 +1,10 @@
-#include "zojob/Watch.h"
+#include "jobs/JobWatch.h"
 
-#include "zojob/Commands.h"
-#include "zojob/JobName.h"
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
+#include "jobs/JobName.h"
 #include "zojob/Report.h"
-#include "zojob/Text.h"
+#include "zojob/command/Commands.h"
+#include "zojob/view/Text.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,5 +1,5 @@
-#ifndef SCRIPT_H
-#define SCRIPT_H
+#ifndef JOBSCRIPT_H
+#define JOBSCRIPT_H
 
 #include <string>
 #include <vector>

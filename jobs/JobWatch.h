@@ -1,7 +1,7 @@
-#ifndef WATCH_H
-#define WATCH_H
+#ifndef JOBWATCH_H
+#define JOBWATCH_H
 
-#include "zojob/Server.h"
+#include "jobs/Server.h"
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "zojob/Server.h"
+#include "jobs/Server.h"
 
 #include "utlib/UtSocket.h"
 #include "zojob/Report.h"

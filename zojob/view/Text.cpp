@@ -1,4 +1,4 @@
-#include "zojob/Text.h"
+#include "zojob/view/Text.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,7 +1,7 @@
 #ifndef JOBNAME_H
 #define JOBNAME_H
 
-#include "zojob/Server.h"
+#include "jobs/Server.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
-#include "zojob/JobName.h"
+#include "jobs/JobName.h"
 
-#include "zojob/PrivateDirectory.h"
+#include "jobs/JobDirectory.h"
 #include "zojob/Report.h"
-#include "zojob/Text.h"
+#include "zojob/view/Text.h"
 
 #include <algorithm>
 #include <unordered_map>
