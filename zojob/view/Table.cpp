@@ -20,6 +20,14 @@ static const Row HEADER = { { "ID", "STATE", "EXIT", "TIME", "START", "END", "DI
 static const char* const STATE_COLORS[] = { "\033[33m", "\033[1;34m", "\033[32m", "\033[31m" };
 static const char* const PLAIN = "\033[0m";
 static const std::size_t UNLIMITED = (std::size_t)-1;
+static const std::size_t FIELD = 14;  // columns of a field's name
+
+void printField(const char* name, const std::string& value)
+{
+    std::string line = name;
+    line.resize(FIELD, ' ');
+    print(line + value + "\n");
+}
 
 bool wantsColor(const Options& options)
 {

@@ -19,6 +19,9 @@ std::string coloredState(const ZoJob& job, bool color, std::size_t columns);
 /// to its width, unless all columns were asked for.
 void writeTable(const Jobs& jobs, const Options& options);
 
+/// Writes one line with a name and a value to standard output.
+void printField(const char* name, const std::string& value);
+
 /// How many jobs are in each of the STATES.
 std::array<int, 4> countStates(const Jobs& jobs);
 
