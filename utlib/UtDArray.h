@@ -1,23 +1,19 @@
 #ifndef UTDARRAY_H
 #define UTDARRAY_H
 
-#include "utlib/UtHandle.h"
 #include "utlib/UtMemory.h"
 
+#include <cstddef>
 #include <cstring>
 #include <new>
 #include <type_traits>
 
-/// The promise that an object may be moved as bytes to another address, the old place then being
-/// forgotten without a destructor. Plain data keeps it by nature; another element type states it
-/// with a specialisation, and UtDArray does not compile without it.
+/// Whether an object may be moved as bytes to another address, the old place then being forgotten
+/// without a destructor. UtDArray takes this for granted. A type that something points into, itself
+/// perhaps, can refuse, and is then no element type:
+///     template <> struct UtRelocatable<Node> : std::false_type {};
 template <class T>
-struct UtRelocatable : std::is_trivially_copyable<T> {
-};
-
-/// A handle is one pointer, and nothing points back at it.
-template <class T>
-struct UtRelocatable<UtHandle<T>> : std::true_type {
+struct UtRelocatable : std::true_type {
 };
 
 /// The equality by which an element is looked for. Handles are equal when they hold the same
@@ -28,13 +24,12 @@ bool utStandardEqual(const T& a, const T& b)
     return a == b;
 }
 
-/// Contiguous array that grows by half its size and never shrinks before it is destroyed.
+/// Contiguous array that grows by half its size and never shrinks before it is destroyed. It moves
+/// its elements as bytes, without their constructors and destructors: see UtRelocatable.
 /// References and pointers into it are valid until the next operation that adds or removes.
 template <class T>
 class UtDArray
 {
-    static_assert(UtRelocatable<T>::value, "UtDArray moves its elements as bytes");
-
 public:
     long used = 0;       ///< elements in use
     long allocated = 0;  ///< elements for which storage is there
@@ -70,12 +65,16 @@ public:
         used += n;
     }
 
-    /// Adds a copy of the value at the end. The value may be an element of this array.
+    /// Adds a copy of the value at the end: one call of the copy constructor. The value may be an
+    /// element of this array.
     void append(const T& value)
     {
-        T copy(value);
-        insertMemory(used, 1);
-        new ((void*)(data + used - 1)) T(copy);
+        const char* const place = &reinterpret_cast<const char&>(value);
+        const char* const first = (const char*)data;
+        const bool isInside = first && place >= first && place < first + used * (long)sizeof(T);
+        const long offset = isInside ? place - first : 0;
+        insertMemory(used, 1);  // may move the value along with the storage
+        ::new ((void*)(data + used - 1)) T(isInside ? *(const T*)((char*)data + offset) : value);
     }
 
     /// Destroys the n elements from index pos on; those behind them move down.
@@ -97,7 +96,7 @@ public:
             data[i].~T();
         grow(n);
         for (long i = used; i < n; ++i)
-            new ((void*)(data + i)) T();
+            ::new ((void*)(data + i)) T();
         used = n;
     }
 
@@ -105,6 +104,8 @@ private:
     /// Makes room for n elements: at least half as much again as is in use now.
     void grow(long n)
     {
+        static_assert(UtRelocatable<T>::value, "UtDArray moves its elements as bytes");
+        static_assert(alignof(T) <= alignof(std::max_align_t), "utrealloc() aligns no further");
         if (n <= allocated)
             return;
         const long half = (long)(1.5 * (double)used);

@@ -33,21 +33,26 @@ UtString::~UtString() = default;
 
 UtString& UtString::operator=(const UtString& other)
 {
-    return *this = (const char*)other;
+    assign(other.data, other.used);
+    return *this;
 }
 
 UtString& UtString::operator=(const char* text)
 {
     if (!text)
         text = "";
-    const long n = (long)::strlen(text) + 1;
-    if (n > allocated) {  // a text inside this string always fits
-        used = 0;
-        insertMemory(0, n);
-    }
-    ::memmove(data, text, n);
-    used = n;
+    assign(text, (long)::strlen(text) + 1);
     return *this;
+}
+
+void UtString::assign(const char* bytes, long count)
+{
+    if (count > allocated) {  // bytes inside this string always fit
+        used = 0;
+        insertMemory(0, count);
+    }
+    ::memmove(data, bytes, count);
+    used = count;
 }
 
 UtString& UtString::operator+=(const char* text)
@@ -84,10 +89,11 @@ void UtString::vprintf(const char* format, va_list arguments)
     va_list again;
     va_copy(again, arguments);
     char buffer[FORMAT_BUFFER];
-    const bool isCopy = ::strcmp(format, "%s") == 0;  // any length: not through the buffer
-    const int length = isCopy ? 0 : ::vsnprintf(buffer, sizeof buffer, format, arguments);
-    if (isCopy) {
-        *this = va_arg(again, const char*);
+    // A copy, of any length: not through the buffer. The C library decides what a null pointer is.
+    const char* const copied = ::strcmp(format, "%s") == 0 ? va_arg(again, const char*) : nullptr;
+    const int length = copied ? 0 : ::vsnprintf(buffer, sizeof buffer, format, arguments);
+    if (copied) {
+        *this = copied;
     } else if (length < (int)sizeof buffer) {
         *this = length < 0 ? "" : buffer;
     } else {

@@ -2,6 +2,7 @@
 #define UTSTRING_H
 
 #include "utlib/UtDArray.h"
+#include "utlib/UtHandle.h"
 
 #include <cstdarg>
 
@@ -17,6 +18,7 @@ public:
     UtString(const char* text);
     ~UtString() override;
 
+    /// Copies the whole text, a NUL inside it too.
     UtString& operator=(const UtString& other);
     /// The text becomes a copy of the given one, which may lie inside this string; null gives the
     /// empty text.
@@ -29,7 +31,8 @@ public:
     void appendText(const char* bytes, long count);
 
     /// The text becomes the formatted one, of any length. The arguments must not point into this
-    /// string. A format that cannot be carried out gives the empty text.
+    /// string. A format that cannot be carried out gives the empty text; a null pointer for a %s is
+    /// "(null)", as the C library has it.
     void vprintf(const char* format, va_list arguments) UT_PRINTF(2, 0);
 
     /// 1 for different texts, 0 for equal ones; null differs from every string.
@@ -41,6 +44,10 @@ public:
     long length() const { return used - 1; }
 
     operator const char*() const { return data; }
+
+private:
+    /// The text becomes these bytes, of which the last one is the terminator.
+    void assign(const char* bytes, long count);
 };
 
 #endif

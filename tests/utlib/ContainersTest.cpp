@@ -33,6 +33,23 @@ TEST(Containers, HandlesAreReleasedOnceWhateverMovesThem)
     EXPECT_EQ(0, alive);
 }
 
+TEST(Containers, ElementsOfAnyClassAreCopiedOnce)
+{
+    struct Text {
+        UtString text;
+        int copies = 0;
+        Text(const char* given) : text(given) {}
+        Text(const Text& other) : text(other.text), copies(other.copies + 1) {}
+    };
+    UtDArray<Text> texts;
+    texts.append("one");
+    for (int i = 1; i < 9; ++i)
+        texts.append(texts[i - 1]);  // its own element, which the growing storage may move
+    texts.remove(0, 3);
+    EXPECT_STREQ("one", texts[5].text);
+    EXPECT_EQ(9, texts[5].copies);
+}
+
 TEST(Containers, TextsTakeWhatLiesInThemselvesAndAnyLength)
 {
     UtString text("abc");
@@ -43,6 +60,10 @@ TEST(Containers, TextsTakeWhatLiesInThemselvesAndAnyLength)
     }
     text = (const char*)text + 2;
     EXPECT_STREQ(expected.c_str() + 2, text);
+    UtString withNul("a"), copy("old");
+    withNul.appendText("\0b", 2);
+    copy = withNul;
+    EXPECT_EQ(std::string("a\0b", 3), std::string(copy, copy.length()));
     for (size_t length : { 1021, 1022, 100000 }) {  // 1023 characters are formatted at once
         UtFilename name;
         name.printf("%d%s", 42, std::string(length, 'w').c_str());
