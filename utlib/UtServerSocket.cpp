@@ -6,7 +6,6 @@
 #include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 static const int MAX_PORT = 65535;
 
@@ -59,18 +58,10 @@ int UtServerSocket::blocking()
     return UtSocket::blocking(descriptor);
 }
 
-/// What a failed accept() means for the next one: EAGAIN when it was this connection's fault or
-/// will pass.
-static int meaningOf(int error)
+/// Whether a failed accept() concerns that connection alone, so that the next call may succeed.
+static bool isOneConnections(int error)
 {
     switch (error) {
-    case EMFILE:
-    case ENFILE:
-    case ENOBUFS:
-    case ENOMEM:
-        // The connection is still waiting: without a pause the caller would spin on it.
-        ::sleep(1);
-        return EAGAIN;
     case EINTR:
     case ECONNABORTED:
     case EPROTO:
@@ -82,9 +73,9 @@ static int meaningOf(int error)
     case ENONET:
     case EPERM:  // a firewall rule forbids this one
     case EWOULDBLOCK:
-        return EAGAIN;
+        return true;
     default:
-        return error;
+        return false;
     }
 }
 
@@ -92,7 +83,8 @@ int UtServerSocket::accept()
 {
     const int fd = ::accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC);
     if (fd < 0) {
-        errno = meaningOf(errno);
+        if (isOneConnections(errno))
+            errno = EAGAIN;
         return -1;
     }
     if (secondsPerConnection > 0 && UtSocket::setTimeLimits(fd, secondsPerConnection) != 0) {

@@ -28,8 +28,8 @@ public:
     int blocking();
 
     /// Accepts one connection. Returns its descriptor, which the caller closes; or a negative value
-    /// with errno set: EAGAIN when the next call may succeed (after a second's pause if descriptors
-    /// or memory had run out), anything else when the socket is of no more use.
+    /// with errno set: EAGAIN when nothing was pending or only this connection failed; anything
+    /// else, out of descriptors or memory too, is for the caller to end on.
     int accept();
 
 private:

@@ -129,7 +129,7 @@ TEST_F(Socket, ServerSurvivesWhatPassesAndConnectionsAreNotInherited)
     const struct rlimit used = { (rlim_t)near + 1, limit.rlim_max };
     ::setrlimit(RLIMIT_NOFILE, &used);
     EXPECT_EQ(-1, server.accept());
-    EXPECT_EQ(EAGAIN, errno) << "no descriptor left";
+    EXPECT_EQ(EMFILE, errno) << "no descriptor left";
     ::setrlimit(RLIMIT_NOFILE, &limit);
     int far = -1;
     EXPECT_TRUE(Sandbox::waitFor([&] { return (far = server.accept()) >= 0; }));
