@@ -1,6 +1,7 @@
 #include "utlib/UtSocket.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -55,12 +56,28 @@ static int waitFor(int fd, short events, long long deadline)
     }
 }
 
+/// What receiveSome() is to a socket, for other descriptors. Fails with ESPIPE where one cannot
+/// look at bytes without taking them, as in a pipe.
+static long readSome(int fd, char* buffer, long size, bool isPeek, long long deadline)
+{
+    for (;;) {
+        const long offset = isPeek ? (long)::lseek(fd, 0, SEEK_CUR) : 0;
+        if (offset < 0 || waitFor(fd, POLLIN, deadline) != 0)
+            return -1;
+        const long n = isPeek ? ::pread(fd, buffer, size, offset) : ::read(fd, buffer, size);
+        if (n >= 0 || (errno != EINTR && errno != EAGAIN))
+            return n;
+    }
+}
+
 /// One recv() that waits for data. The deadline is looked up when the first wait needs it, and
 /// holds for the caller's further calls. Returns like recv().
 static long receiveSome(int fd, char* buffer, long size, int flags, long long* deadline)
 {
     for (;;) {
         const long n = ::recv(fd, buffer, size, flags | MSG_DONTWAIT);
+        if (n < 0 && errno == ENOTSOCK)
+            return readSome(fd, buffer, size, flags & MSG_PEEK, *deadline ? *deadline : NEVER);
         if (n >= 0 || (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK))
             return n;
         if (errno == EINTR)
@@ -72,11 +89,34 @@ static long receiveSome(int fd, char* buffer, long size, int flags, long long* d
     }
 }
 
+/// One write() that raises no SIGPIPE, whatever the process has set for it: the signal is held back
+/// meanwhile, and taken away if this write has caused it.
+static long writeSome(int fd, const char* bytes, long size)
+{
+    sigset_t pipeSignal, before, pending;
+    ::sigemptyset(&pipeSignal);
+    ::sigaddset(&pipeSignal, SIGPIPE);
+    ::sigpending(&pending);
+    ::pthread_sigmask(SIG_BLOCK, &pipeSignal, &before);
+    const long n = ::write(fd, bytes, size);
+    const int error = errno;
+    const struct timespec atOnce = {};
+    // What was written in part raises the signal too.
+    while (n < size && !::sigismember(&pending, SIGPIPE) &&
+           ::sigtimedwait(&pipeSignal, nullptr, &atOnce) < 0 && errno == EINTR) {
+    }
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    return n;
+}
+
 /// Sends all bytes. Returns 0 or -1 with errno set.
 static int sendAll(int fd, const char* bytes, long size)
 {
     while (size > 0) {
-        const long n = ::send(fd, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+        long n = ::send(fd, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n < 0 && errno == ENOTSOCK)
+            n = writeSome(fd, bytes, size);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
@@ -169,18 +209,22 @@ int UtSocket::send(int fd, const char* format, ...)
 }
 
 /// Moves the next bytes of the line, up to its "\n", from the connection into the line. Only bytes
-/// that were looked at before are taken, so that nothing behind the line end goes. Returns the
-/// bytes consumed, 0 at the end of the connection, -1 on failure; `isWhole` tells of the "\n".
+/// that were looked at before are taken, or a single one, so that nothing behind the line end goes.
+/// Returns the bytes consumed, 0 at the end of the connection, -1 on failure; `isWhole` tells of
+/// the "\n".
 static long readPiece(int fd, UtString& line, long long* deadline, bool* isWhole)
 {
     char piece[4096];
-    const long seen = receiveSome(fd, piece, sizeof piece, MSG_PEEK, deadline);
+    piece[0] = '\0';
+    long seen = receiveSome(fd, piece, sizeof piece, MSG_PEEK, deadline);
+    if (seen < 0 && errno == ESPIPE)
+        seen = 1;
     if (seen <= 0)
         return seen;
     const char* const end = (const char*)::memchr(piece, '\n', seen);
     const long n = receiveSome(fd, piece, end ? end - piece + 1 : seen, 0, deadline);
     if (n <= 0)
-        return -1;
+        return n;
     *isWhole = piece[n - 1] == '\n';
     const long textLength = *isWhole ? n - 1 : n;
     if (::memchr(piece, '\0', textLength) || line.length() + textLength > UtSocket::MAX_LINE)
@@ -211,11 +255,15 @@ int UtSocket::receive(int fd, char* buffer, int size, int wholeLine)
     int stored = 0;
     while (stored < size) {
         const long n = receiveSome(fd, buffer + stored, size - stored, 0, &deadline);
+        if (n < 0 && stored > 0 && errno == ETIMEDOUT)
+            break;
         if (n < 0)
             return -1;
         stored += (int)n;
         if (n == 0 || !wholeLine || buffer[stored - 1] == '\n')
             break;
+        if (stored == n)  // the first bytes
+            deadline = now() + LINE_END_SECONDS * 1000LL;
     }
     return stored;
 }

@@ -7,13 +7,15 @@
 /// calls are repeated, short transfers go on, and no call raises SIGPIPE.
 ///
 /// Waiting is bounded by the descriptor's own time limits, its SO_RCVTIMEO and SO_SNDTIMEO,
-/// whether it is blocking or not; a limit of 0 waits without end.
+/// whether it is blocking or not; a limit of 0 waits without end. Pipes, terminals and files can be
+/// read and written too; they carry no limits.
 class UTLIB_EXPORT UtSocket
 {
 public:
     enum {
         MAX_LINE = 1024 * 1024,  ///< bytes in the longest line that readLine() takes
         CONNECT_SECONDS = 10,    ///< for all addresses of a host together
+        LINE_END_SECONDS = 2,    ///< that receive() waits for a line end, after the first bytes
         CLIENT_SECONDS = 60      ///< time limits of a connection made here
     };
 
@@ -29,13 +31,15 @@ public:
     /// Reads one line and stores it without its "\n"; nothing behind the "\n" is consumed. Returns
     /// the bytes consumed, 1 or more; 0 when the connection ended before a line end; -1 on an
     /// error, a NUL byte, a line over MAX_LINE, or when the whole line has not come within the
-    /// receive limit. The line is empty unless one was read.
+    /// receive limit. The line is empty unless one was read. A pipe or terminal, which cannot be
+    /// looked into, is read byte by byte: where nobody else reads on, UtLineReader is faster.
     static int readLine(int fd, UtString& line);
 
-    /// Reads at most size bytes into the buffer, without a terminator. With wholeLine 1 it returns
-    /// when what has come ends in a line end, the buffer is full or the peer has closed; with 0 it
-    /// returns with the first bytes. Returns the bytes stored, 0 at the end of the connection, -1
-    /// on an error or when the receive limit has passed.
+    /// Reads at most size bytes into the buffer, without a terminator. Waits for the first bytes
+    /// for as long as the receive limit. With wholeLine 0 it returns with these; with 1 when what
+    /// has come ends in a line end, the buffer is full, the peer has closed, or LINE_END_SECONDS
+    /// have passed. Returns the bytes stored, 0 at the end of the connection, -1 on an error or
+    /// when nothing has come within the receive limit.
     static int receive(int fd, char* buffer, int size, int wholeLine);
 
     /// Closes the descriptor and nothing else: a connection that another process shares stays open.

@@ -100,7 +100,7 @@ TEST_F(Socket, ReadsOneLineAndNothingBehindIt)
     }
 }
 
-TEST_F(Socket, ReceivesAReplyOfTwoWritesWhole)
+TEST_F(Socket, ReceivesAReplyOfTwoWritesWholeAndWaitsForNoMoreThanThat)
 {
     const int fd = peer([](int far) {
         for (const char* part : { "o", "k\n", "er", "ror\n" }) {
@@ -112,6 +112,27 @@ TEST_F(Socket, ReceivesAReplyOfTwoWritesWhole)
     EXPECT_EQ("er", receive(fd, 256, 0));
     EXPECT_EQ("ror\n", receive(fd, 256, 1));
     UtSocket::close(fd);
+    const int slow = peer([](int far) {
+        write(far, "running");
+        char more;
+        EXPECT_EQ(0, ::recv(far, &more, 1, 0));  // stays
+    });
+    EXPECT_EQ("running", receive(slow, 256, 1));
+    UtSocket::close(slow);
+}
+
+TEST_F(Socket, PipesAreReadAndWrittenLikeConnections)
+{
+    int ends[2];
+    ASSERT_EQ(0, ::pipe(ends));
+    EXPECT_EQ(0, UtSocket::send(ends[1], "one\n%s\n", "two"));
+    UtString line;
+    EXPECT_EQ(4, UtSocket::readLine(ends[0], line));
+    EXPECT_STREQ("one", line);
+    EXPECT_EQ("two\n", receive(ends[0], 256, 1));
+    UtSocket::close(ends[0]);
+    EXPECT_EQ(-1, UtSocket::send(ends[1], "nobody reads"));  // and no SIGPIPE ends us
+    UtSocket::close(ends[1]);
 }
 
 TEST_F(Socket, ServerSurvivesWhatPassesAndConnectionsAreNotInherited)
