@@ -8,8 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/// Where directories are made when $TMPDIR does not serve. It outlives a restart of the machine.
-static const char LASTING_PLACE[] = "/var/tmp";
+/// Where directories are made when $TMPDIR does not serve. The first outlives a restart of the
+/// machine; the second is better than none.
+static const char* const PLACES[] = { "/var/tmp", "/tmp" };
 
 UtTmpDir::UtTmpDir(const char* givenName, bool givenRemoveAtEnd, bool givenKeepName)
     : name(givenName), removeAtEnd(givenRemoveAtEnd), keepName(givenKeepName)
@@ -49,7 +50,11 @@ int UtTmpDir::create(int mode)
     if (place && place[0] == '/' && !::strpbrk(place, " \t\n\v\f\r\"") &&
         createIn(place, mode) == 0)
         return 0;
-    return createIn(LASTING_PLACE, mode);
+    for (const char* each : PLACES) {
+        if (createIn(each, mode) == 0)
+            return 0;
+    }
+    return -1;
 }
 
 static int removeAt(int parent, const char* name);

@@ -19,8 +19,8 @@ public:
 
     /// Makes a new directory with exactly these permission bits and sets the path. It lies in
     /// $TMPDIR, if that is an absolute path without white space in which directories can be made,
-    /// else in /var/tmp, which outlives a restart of the machine. Returns 0, or -1 with errno set
-    /// and an empty path.
+    /// else in /var/tmp, which outlives a restart of the machine, else in /tmp. Returns 0, or -1
+    /// with errno set and an empty path.
     int create(int mode);
 
     /// Deletes the directory with everything in it. Symbolic links are deleted, never followed. An
