@@ -1,6 +1,8 @@
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoNumber.h"
 
+#include <typeinfo>
+
 /// Characters up to which the memory of a job serves again.
 static const long MOST_KEPT = 1024;
 
@@ -100,13 +102,14 @@ static void formatMarker(UtString& path, UtHandle<ZoJob> job)
 
 /// An object for the job that comes to stand at index i of the array, to be filled in every field.
 /// The one that stands there now serves again, as far as its memory goes: freeing and allocating it
-/// anew would cost more than the parsing. Not when somebody else holds it, nor with long texts,
-/// whose memory would stay behind in every place that the job passes on its way up the queue.
+/// anew would cost more than the parsing. Not when somebody else holds it or it is more than a
+/// plain job, nor with long texts, whose memory would stay behind in every place that the job
+/// passes on its way up the queue.
 static UtHandle<ZoJob> jobFor(UtDArray<UtHandle<ZoJob>>& jobs, long i)
 {
-    if (i >= jobs.size() || jobs[i]->references != 1)
+    const ZoJob* const job = i < jobs.size() ? jobs[i] : nullptr;
+    if (!job || job->references != 1 || typeid(*job) != typeid(ZoJob))
         return new ZoJob;
-    const ZoJob* const job = jobs[i];
     const long kept =
         job->command.capacity() + job->description.capacity() + job->directory.capacity();
     return kept <= MOST_KEPT ? jobs[i] : UtHandle<ZoJob>(new ZoJob);

@@ -1,4 +1,5 @@
 #include "schedule/ZoJobList.h"
+#include "utlib/UtClock.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -13,6 +14,9 @@
 
 static const long PATH_BUFFER = 1024;
 static const int LOCK_MODE = 0600;
+static const long long READ_LOCK_WAIT = 2000;    // ms that a reader waits for a writer
+static const useconds_t READ_LOCK_PAUSE = 1000;  // microseconds between two tries
+static const int UNLOCKED_READS = 100;           // until one that no writer has disturbed
 
 /// Size of "kelvo-undo LENGTH CHECKSUM\n", with 20 digits and 16 hexadecimal ones.
 static const long HEADER_SIZE = 49;
@@ -188,13 +192,71 @@ static int startJournal(int lockFile, const char* path, UtString& old)
     return writeJournal(lockFile, old);
 }
 
-/// Waits for a lock on the file, LOCK_EX or LOCK_SH. Returns 0, or -1 where there are no locks.
-static int waitForLock(int fd, int kind)
+/// Waits for the exclusive lock on the file. Returns 0, or -1 where there are no locks.
+static int waitForLock(int fd)
 {
     int result;
     do {
-        result = ::flock(fd, kind);
+        result = ::flock(fd, LOCK_EX);
     } while (result != 0 && errno == EINTR);
+    return result;
+}
+
+/// Waits for a shared lock on the file, but not for ever: its holder may be stopped, or be this
+/// very process. Returns 0 or -1.
+static int waitForSharedLock(int fd)
+{
+    const long long deadline = UtClock::now() + READ_LOCK_WAIT;
+    while (::flock(fd, LOCK_SH | LOCK_NB) != 0) {
+        if (errno == EINTR)
+            continue;
+        if (errno != EWOULDBLOCK || UtClock::now() >= deadline)
+            return -1;
+        ::usleep(READ_LOCK_PAUSE);
+    }
+    return 0;
+}
+
+/// What tells one version of the queue on the disk from another.
+struct Version {
+    struct timespec times[2] = {};
+    long long sizes[2] = {};
+
+    Version(int journal, const char* path)
+    {
+        struct stat status[2] = {};
+        ::fstat(journal, &status[0]);  // a file that is not there has size and time 0
+        ::stat(path, &status[1]);
+        for (int i = 0; i < 2; ++i) {
+            times[i] = status[i].st_mtim;
+            sizes[i] = status[i].st_size;
+        }
+    }
+    bool operator==(const Version& other) const
+    {
+        return ::memcmp(this, &other, sizeof other) == 0;
+    }
+};
+
+/// Reads the queue's text: a whole journal, else the queue file. Returns 0, or -1 when neither is
+/// there.
+static int readText(int journal, const char* path, UtString& text)
+{
+    return (journal >= 0 && readJournal(journal, text)) ? 0 : readLines(path, text);
+}
+
+/// Reads the queue's text without a lock. A rewrite that begins after the look at the journal shows
+/// in the files: then once more.
+static int readTextUnlocked(int journal, const char* path, UtString& text)
+{
+    int result = -1;
+    for (int i = 0; i < UNLOCKED_READS; ++i) {
+        const Version before(journal, path);
+        text = "";
+        result = readText(journal, path, text);
+        if (before == Version(journal, path))
+            break;
+    }
     return result;
 }
 
@@ -207,14 +269,14 @@ void ZoJobList::readQueue(UtDArray<UtHandle<ZoJob>>& intoJobs)
     int reader = -1;
     if (lockFile < 0 && formatPath(lockPath, sizeof lockPath, ".zojobs.lock") == 0)
         reader = ::open(lockPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (reader >= 0)
-        waitForLock(reader, LOCK_SH);
     UtString text;
+    const bool isLocked = reader < 0 || waitForSharedLock(reader) == 0;
     const int journal = lockFile >= 0 ? lockFile : reader;
-    const bool isThere = (journal >= 0 && readJournal(journal, text)) || readLines(path, text) == 0;
+    const int result =
+        isLocked ? readText(journal, path, text) : readTextUnlocked(journal, path, text);
     if (reader >= 0)
         ::close(reader);
-    if (isThere)
+    if (result == 0)
         readQueue(text, intoJobs);
 }
 
@@ -265,7 +327,7 @@ void ZoJobList::update()
 static bool isLockable(int fd)
 {
     struct stat status;
-    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && waitForLock(fd, LOCK_EX) == 0;
+    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && waitForLock(fd) == 0;
 }
 
 void ZoJobList::lockQueue()

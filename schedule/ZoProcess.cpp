@@ -1,7 +1,8 @@
 #include "schedule/ZoProcess.h"
 
+#include "utlib/UtClock.h"
+
 #include <csignal>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -10,19 +11,11 @@
 
 static const int FIRST_OTHER = STDERR_FILENO + 1;
 
-/// Seconds of a clock that nobody can set.
-static double now()
-{
-    struct timespec time;
-    ::clock_gettime(CLOCK_MONOTONIC, &time);
-    return (double)time.tv_sec + 1e-9 * (double)time.tv_nsec;
-}
-
 void ZoProcess::pause(int seconds)
 {
-    const double end = now() + seconds;
+    const long long end = UtClock::now() + seconds * 1000LL;
     unsigned left = (unsigned)seconds;
-    while ((left = ::sleep(left)) > 0 && now() < end)
+    while ((left = ::sleep(left)) > 0 && UtClock::now() < end)
         continue;
 }
 

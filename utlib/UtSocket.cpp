@@ -1,10 +1,11 @@
 #include "utlib/UtSocket.h"
 
+#include "utlib/UtClock.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -17,14 +18,6 @@
 static const long long NEVER = -1;
 static const int MAX_PORT = 65535;
 
-/// Milliseconds of a clock that nobody can set.
-static long long now()
-{
-    struct timespec time;
-    ::clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 1000LL + time.tv_nsec / 1000000;
-}
-
 /// When a wait that begins now ends, by the limit that the descriptor carries: SO_RCVTIMEO or
 /// SO_SNDTIMEO.
 static long long deadlineOf(int fd, int limitOption)
@@ -34,7 +27,7 @@ static long long deadlineOf(int fd, int limitOption)
     if (::getsockopt(fd, SOL_SOCKET, limitOption, &limit, &size) != 0 ||
         (limit.tv_sec == 0 && limit.tv_usec == 0))
         return NEVER;
-    return now() + limit.tv_sec * 1000LL + limit.tv_usec / 1000;
+    return UtClock::now() + limit.tv_sec * 1000LL + limit.tv_usec / 1000;
 }
 
 /// Waits until the descriptor is ready. Returns 0, or -1 with errno set: ETIMEDOUT after the
@@ -42,7 +35,7 @@ static long long deadlineOf(int fd, int limitOption)
 static int waitFor(int fd, short events, long long deadline)
 {
     for (;;) {
-        const long long rest = deadline == NEVER ? -1 : deadline - now();
+        const long long rest = deadline == NEVER ? -1 : deadline - UtClock::now();
         if (deadline != NEVER && rest <= 0) {
             errno = ETIMEDOUT;
             return -1;
@@ -176,7 +169,7 @@ int UtSocket::connect(const char* host, int port)
 {
     if (port < 1 || port > MAX_PORT)
         return -1;
-    const long long deadline = now() + CONNECT_SECONDS * 1000LL;
+    const long long deadline = UtClock::now() + CONNECT_SECONDS * 1000LL;
     if (!host) {
         struct sockaddr_in address = {};
         address.sin_family = AF_INET;
@@ -192,7 +185,7 @@ int UtSocket::connect(const char* host, int port)
     if (::getaddrinfo(host, service, &hints, &addresses) != 0)
         return -1;
     int fd = -1;
-    for (struct addrinfo* a = addresses; a && fd < 0 && now() < deadline; a = a->ai_next)
+    for (struct addrinfo* a = addresses; a && fd < 0 && UtClock::now() < deadline; a = a->ai_next)
         fd = connectTo(a->ai_addr, a->ai_addrlen, deadline);
     ::freeaddrinfo(addresses);
     return fd;
@@ -263,9 +256,22 @@ int UtSocket::receive(int fd, char* buffer, int size, int wholeLine)
         if (n == 0 || !wholeLine || buffer[stored - 1] == '\n')
             break;
         if (stored == n)  // the first bytes
-            deadline = now() + LINE_END_SECONDS * 1000LL;
+            deadline = UtClock::now() + LINE_END_SECONDS * 1000LL;
     }
     return stored;
+}
+
+void UtSocket::drain(int fd, int milliseconds, long bytes)
+{
+    ::shutdown(fd, SHUT_WR);  // fails when the peer has gone: then nothing comes any more
+    long long deadline = UtClock::now() + milliseconds;
+    char piece[65536];
+    while (bytes > 0) {
+        const long n = receiveSome(fd, piece, sizeof piece, 0, &deadline);
+        if (n <= 0)
+            return;
+        bytes -= n;
+    }
 }
 
 void UtSocket::close(int fd)

@@ -42,6 +42,12 @@ public:
     /// when nothing has come within the receive limit.
     static int receive(int fd, char* buffer, int size, int wholeLine);
 
+    /// Ends the sending direction and takes away what comes, until the peer has ended its sending
+    /// too, or so many milliseconds or bytes have passed; with 0 milliseconds, what has come by
+    /// now. Closing on unread data would reset the connection, and the peer could lose what was
+    /// sent to it last.
+    static void drain(int fd, int milliseconds, long bytes);
+
     /// Closes the descriptor and nothing else: a connection that another process shares stays open.
     static void close(int fd);
 

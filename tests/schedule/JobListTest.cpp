@@ -69,7 +69,14 @@ TEST_F(JobList, EveryPrefixLoadsOnlyJobsThatWereSaved)
                               "12:\\\\\\:12\\:x::d:3:1:2:3:4\n13:a b\\\\:\" \":d:4:0:0:0:-1\n10:" +
                               std::string(5000, 'x') + "::d:5000000000:0:0:0:-1\n";
     load(whole);
+    class OwnJob : public ZoJob
+    {
+    };
     UtDArray<UtHandle<ZoJob>> loaded;
+    loaded.append(new OwnJob);
+    loaded.append(UtHandle<ZoJob>());
+    list.readQueue(whole.c_str(), loaded);
+    EXPECT_FALSE(dynamic_cast<OwnJob*>((ZoJob*)loaded[0])) << "an object of the caller's class";
     for (size_t n = 0; n <= whole.size(); ++n) {
         list.readQueue(whole.substr(0, n).c_str(), loaded);
         for (long i = 0; i < loaded.size(); ++i) {
@@ -98,6 +105,14 @@ TEST_F(JobList, BelongsToTheUserAndTheHost)
     EXPECT_EQ(Sandbox::home(), (const char*)ZoJobList().homeDirectory);
     Sandbox::setHostName("short", "short.example.org");
     EXPECT_STREQ("short.example.org", ZoJobList().hostName);
+}
+
+TEST_F(JobList, ReadsWhatIsThereWhileSomebodyHoldsTheLock)
+{
+    load("10:a::d:1:0:0:0:-1\n");
+    list.lockQueue();
+    EXPECT_EQ(1, ZoJobList().jobs.size());
+    list.unlockQueue();
 }
 
 TEST_F(JobList, FindsAndRemovesWhatWasSubmitted)
