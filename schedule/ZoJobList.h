@@ -25,7 +25,9 @@ public:
     UtDArray<int> fdsToClose;        ///< descriptors that a forked job child closes first
     int lockFile = -1;               ///< descriptor of the lock file inside a bracket, else -1
     UtDArray<int> children;          ///< job children of this process that are not reaped yet
-    int lastChild = -1;  ///< the job child started last, also by an earlier server; or -1
+    int lastChild = -1;  ///< the job child started last, also by an earlier server; -1 when there
+                         ///< is none or it has been reaped
+    UtDArray<int> missing;  ///< processes that were gone at the last look for lost jobs
 
     /// Name of the log file; nothing is logged while it is empty.
     static UtFilename logFile;
@@ -102,13 +104,17 @@ public:
     /// uncollected: its process id cannot come to stand for another process until it is.
     void reapChildren();
 
-    /// Looks for jobs in the state RUNNING whose child has certainly gone without a report, and
-    /// marks them KILLED in the queue file. A child that lives is never touched. Returns 1 when no
-    /// job is running any more but for the record, else 0.
+    /// Looks for jobs in the state RUNNING whose process has certainly gone without a report, and
+    /// marks them KILLED in the queue file. Certain are a child of this process that has ended; for
+    /// other processes that the machine was started after the job, or that they were gone at the
+    /// last look, too. For a caller that takes a job to be running: returns 1 when none is any
+    /// more, else 0.
     int endLostJobs();
 
 private:
-    int hasLostJobs();
+    bool isLost(int pid, long long startTime);
+    bool hasLostJobs();
+    void noteMissing();
     /// Formats the path of a file beside the queue file, "<home><name><host>". Returns 0, or -1
     /// when it does not fit into the buffer.
     int formatPath(char* buffer, long size, const char* name);

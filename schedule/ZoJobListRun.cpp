@@ -4,6 +4,7 @@
 #include "utlib/UtSocket.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -234,8 +235,11 @@ void ZoJobList::reapChildren()
         bool isRecorded = false;
         for (long k = 0; k < jobs.size() && !isRecorded; ++k)
             isRecorded = jobs[k]->state == ZoJob::RUNNING && jobs[k]->pid == children[i];
-        if (!isRecorded && ::waitpid(children[i], nullptr, WNOHANG) != 0)
-            children.remove(i, 1);
+        if (isRecorded || ::waitpid(children[i], nullptr, WNOHANG) == 0)
+            continue;
+        if (children[i] == lastChild)
+            lastChild = -1;
+        children.remove(i, 1);
     }
 }
 
@@ -259,26 +263,71 @@ static bool isGone(int pid)
     return name && (name[1] == ' ') && (name[2] == 'Z' || name[2] == 'X');
 }
 
-int ZoJobList::hasLostJobs()
+/// Whether a child of this process has ended. It stays to be collected.
+static bool hasEnded(int child)
+{
+    siginfo_t info = {};
+    return ::waitid(P_PID, child, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == child;
+}
+
+/// When the machine was started, in seconds since the epoch.
+static long long bootTime()
+{
+    struct timespec sinceBoot, now;
+    ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec - sinceBoot.tv_sec - 1;  // rounded down: never later than it was
+}
+
+static bool contains(UtDArray<int>& pids, int pid)
+{
+    for (long i = 0; i < pids.size(); ++i) {
+        if (pids[i] == pid)
+            return true;
+    }
+    return false;
+}
+
+bool ZoJobList::isLost(int pid, long long startTime)
+{
+    if (contains(children, pid))
+        return hasEnded(pid);
+    return startTime < bootTime() || (isGone(pid) && contains(missing, pid));
+}
+
+bool ZoJobList::hasLostJobs()
 {
     for (long i = 0; i < jobs.size(); ++i) {
-        if (jobs[i]->state == ZoJob::RUNNING && isGone(jobs[i]->pid))
-            return 1;
+        if (jobs[i]->state == ZoJob::RUNNING && isLost(jobs[i]->pid, jobs[i]->startTime))
+            return true;
     }
     // The running job may have been removed from the queue.
-    return !isRunning() && lastChild > 0 && isGone(lastChild);
+    return !isRunning() && (lastChild < 1 || isLost(lastChild, LLONG_MAX));
+}
+
+void ZoJobList::noteMissing()
+{
+    missing.resize(0);
+    for (long i = 0; i < jobs.size(); ++i) {
+        if (jobs[i]->state == ZoJob::RUNNING && isGone(jobs[i]->pid))
+            missing.append(jobs[i]->pid);
+    }
+    if (lastChild > 0 && isGone(lastChild))
+        missing.append(lastChild);
 }
 
 int ZoJobList::endLostJobs()
 {
-    if (!hasLostJobs())
+    if (!hasLostJobs()) {
+        noteMissing();
         return 0;
+    }
     lockQueue();
     readQueue(jobs);
     int ended = 0;
     for (long i = 0; i < jobs.size(); ++i) {
         UtHandle<ZoJob> job = jobs[i];
-        if (job->state != ZoJob::RUNNING || !isGone(job->pid))
+        if (job->state != ZoJob::RUNNING || !isLost(job->pid, job->startTime))
             continue;
         log("job child %d is gone, job %lld is marked as killed\n", job->pid, job->id);
         job->state = ZoJob::KILLED;
@@ -288,5 +337,6 @@ int ZoJobList::endLostJobs()
     if (ended)
         writeQueue(jobs);
     unlockQueue();
+    noteMissing();
     return !isRunning();
 }

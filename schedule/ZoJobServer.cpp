@@ -1,6 +1,7 @@
 #include "schedule/ZoJobServer.h"
 
 #include "schedule/ZoProcess.h"
+#include "utlib/UtClock.h"
 #include "utlib/UtEnvironment.h"
 #include "utlib/UtPeer.h"
 #include "utlib/UtSocket.h"
@@ -19,7 +20,8 @@
 static const int DEFAULT_PORT = 7160;
 static const int BACKLOG = -10;  // as many as the system allows
 static const int SECONDS_PER_CONNECTION = 25;
-static const int SECONDS_PER_PASS = 30;
+static const int CLOSING_TIME = 1000;       // ms for a peer that has sent more than a request
+static const long CLOSING_BYTES = 1 << 20;  // of it
 
 int ZoJobServer::main(int argc, char** argv)
 {
@@ -58,6 +60,7 @@ void ZoJobServer::mainLoop()
     jobRunning = jobList.isRunning();
     terminate = 0;
     runAll = 0;
+    lastLook = UtClock::now();
     while (!terminate)
         pass();
     ZoJobList::log("terminating\n");
@@ -66,7 +69,15 @@ void ZoJobServer::mainLoop()
 void ZoJobServer::pass()
 {
     jobList.reapChildren();
-    struct timeval timeout = { SECONDS_PER_PASS, 0 };
+    serveNext();
+    if (!terminate)
+        endLostJobs();
+}
+
+void ZoJobServer::serveNext()
+{
+    const long long microseconds = (long long)(1e6 * secondsPerPass);
+    struct timeval timeout = { microseconds / 1000000, microseconds % 1000000 };
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(descriptor, &readable);
@@ -77,10 +88,8 @@ void ZoJobServer::pass()
     errno = error;
     if (n < 0)
         ::perror("select");
-    else if (n == 0 && jobRunning)
-        endLostJobs();
     else if (n == 0)
-        terminate = 1;
+        terminate = !jobRunning;
     else if (FD_ISSET(descriptor, &readable))
         acceptOne();
 }
@@ -101,32 +110,30 @@ bool ZoJobServer::isWelcome(int fd)
     const long long user = UtPeer::userOf(fd);
     if (user == UtPeer::ANOTHER_MACHINE && !servesOthers)
         ZoJobList::log("refused a connection from another machine\n");
-    else if (user >= 0 && user != (long long)::geteuid())
+    else if (user > 0 && user != (long long)::geteuid())
         ZoJobList::log("refused a connection of user %lld\n", user);
-    else if (user == UtPeer::NOBODY)
-        ZoJobList::log("refused a connection that nobody holds any more\n");
     else if (user == UtPeer::FAILED)
         ZoJobList::log("refused a connection whose user cannot be told: %s\n", ::strerror(errno));
     else
-        return true;
+        return user != UtPeer::NOBODY;  // it has closed already, like one that says nothing
     return false;
 }
 
 void ZoJobServer::refuse(int fd)
 {
     answer(fd, "error");
-    // What has come already is taken away, as far as an honest request goes: closing on unread data
-    // would cut the answer off.
-    char buffer[65536];
-    ::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);  // nothing has come yet: as good
+    UtSocket::drain(fd, 0, CLOSING_BYTES);
     UtSocket::close(fd);
 }
 
 void ZoJobServer::endLostJobs()
 {
-    if (!jobList.endLostJobs())
+    const long long now = UtClock::now();
+    if ((double)(now - lastLook) < 1000 * secondsBetweenLooks)
         return;
-    goOn(-1);
+    lastLook = now;
+    if (jobRunning && jobList.endLostJobs())
+        goOn(-1);
 }
 
 void ZoJobServer::handleRequest(int fd)
@@ -134,5 +141,9 @@ void ZoJobServer::handleRequest(int fd)
     UtString line;
     if (UtSocket::readLine(fd, line) > 0)
         interprete(fd, line.data);
+    char behind;
+    // Who sends more than a request gets time to read the reply. Everybody else costs none.
+    if (::recv(fd, &behind, 1, MSG_PEEK | MSG_DONTWAIT) > 0)
+        UtSocket::drain(fd, CLOSING_TIME, CLOSING_BYTES);
     UtSocket::close(fd);
 }

@@ -4,9 +4,11 @@
 #include "schedule/ZoProcess.h"
 #include "utlib/UtSocket.h"
 
+#include <climits>
 #include <cstdio>
 
 static const int PAUSE_BETWEEN_JOBS = 1;   // seconds
+static const int CLOSING_TIME = 10000;     // ms for the server that send() has sent to
 static const long LIST_PIECE = 32 * 1024;  // bytes of a list that go out together
 
 void ZoJobServer::interprete(int fd, char* line)
@@ -210,5 +212,6 @@ void ZoJobServer::send(int toPort, const char* format, ...)
     va_start(arguments, format);
     sendLine(fd, format, arguments);
     va_end(arguments);
+    UtSocket::drain(fd, CLOSING_TIME, LONG_MAX);
     UtSocket::close(fd);
 }

@@ -7,8 +7,9 @@
 class UTLIB_EXPORT UtServerSocket
 {
 public:
-    int port = -1;        ///< the port listened on; negative unless opening succeeded
-    int descriptor = -1;  ///< the listening socket; negative unless opening succeeded
+    int port = -1;                 ///< the port listened on; negative unless opening succeeded
+    int descriptor = -1;           ///< the listening socket; negative unless opening succeeded
+    int secondsPerConnection = 0;  ///< openSocket()'s `timeout`; holds for what is accepted next
 
     /// With reuseAddress 1 a port can be taken again at once after its last server has gone; a port
     /// that somebody listens on is never shared.
@@ -34,7 +35,6 @@ public:
 
 private:
     int reuseAddress;
-    int secondsPerConnection = 0;
 };
 
 #endif
