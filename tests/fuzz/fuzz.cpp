@@ -15,6 +15,7 @@
 #include <pwd.h>
 #include <sstream>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 typedef UtDArray<UtHandle<ZoJob>> Jobs;
@@ -51,7 +52,9 @@ pid_t fork() noexcept
 }
 char* mkdtemp(char* path) noexcept
 {
-    return ::strcpy(path, "/var/tmp/kelvojob000000");
+    ::strcpy(path, "/var/tmp/kelvojob000000");
+    ::mkdirat(AT_FDCWD, path, 0700);  // may be there from the last time
+    return path;
 }
 time_t time(time_t*) noexcept
 {
@@ -76,12 +79,14 @@ static void require(bool condition, const char* what)
 static ZoJobServer& freshServer()
 {
     const char* const name = ::getenv("FUZZ");
-    require(name && ::getppid() == 1 && ::faccessat(AT_FDCWD, "/", W_OK, 0) != 0,
+    require(name && ::getenv("KELVO_SANDBOX_PRIVATE") && ::getppid() == 1 &&
+                ::faccessat(AT_FDCWD, "/", W_OK, 0) != 0,
             "this runs in a sandbox only: start it with script/fuzz");
     theTarget = *name;
     static ZoJobServer server(0);
     ZoJobList& list = server.jobList;
-    require(list.homeDirectory == "/tmp/home", "the libraries do not use the functions above");
+    require(list.homeDirectory == ::getenv("HOME") && list.user == "u",
+            "the libraries do not use the functions above");
     theTime = 0;
     server.jobRunning = server.runAll = server.terminate = 0;
     list.children.resize(0);

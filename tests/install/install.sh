@@ -14,11 +14,6 @@ fail() {
 if (: </dev/tcp/127.0.0.1/7160) 2>/dev/null; then
     fail "somebody else's server holds port 7160"
 fi
-mkdir home
-echo "tester:x:$(id -u):$(id -g)::$place/home:/bin/sh" >passwd
-echo "127.0.0.1 node1 localhost" >hosts
-export HOME=$place/home NSS_WRAPPER_HOSTNAME=node1
-
 cmake --install "$build" --prefix "$place/first" >install.log
 mv first "$tree"
 trap '"$tree/bin/zojob" quit' EXIT

@@ -4,24 +4,54 @@
 #include "utlib/UtSocket.h"
 
 #include <chrono>
-#include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
-#include <pwd.h>
 #include <sstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
-/// The directory of the present test, and the host name as the hosts file completes it.
-static std::string theRoot, theHost;
+namespace fs = std::filesystem;
+
+static std::string theHost = "node1";  // as the hosts file completes it
+
+static void endProgram(const std::string& what)
+{
+    std::fprintf(stderr, "%s\n", what.c_str());
+    ::exit(1);
+}
+
+void (*Sandbox::fail)(const std::string&) = endProgram;
+
+void Sandbox::enter(char** argv, const char* option)
+{
+    if (::getenv("KELVO_SANDBOX"))
+        return;
+    const std::string program = fs::read_symlink("/proc/self/exe");
+    std::vector<const char*> words = { "sh", KELVO_SOURCE_DIR "/tests/sandbox/sandbox.sh" };
+    if (option)
+        words.push_back(option);
+    words.insert(words.end(), { KELVO_BUILD_DIR, program.c_str() });
+    while (*argv++)
+        words.push_back(*argv);
+    ::execv("/bin/sh", const_cast<char**>(words.data()));
+    endProgram("/bin/sh cannot be run");
+}
+
+/// A path beside the world's directory.
+static std::string besidePath(const std::string& name)
+{
+    return ::getenv("KELVO_SANDBOX") + ("/" + name);
+}
 
 std::string Sandbox::path(const std::string& name)
 {
-    return name.empty() ? theRoot : theRoot + "/" + name;
+    return besidePath(name.empty() ? "world" : "world/" + name);
 }
 
 std::string Sandbox::home()
@@ -31,9 +61,7 @@ std::string Sandbox::home()
 
 std::string Sandbox::smallDisk()
 {
-    const char* const place =
-        ::getenv("KELVO_SANDBOX_PRIVATE") ? ::getenv("KELVO_SANDBOX") : nullptr;
-    return place ? place + std::string("/small-disk") : "";
+    return ::getenv("KELVO_SANDBOX_PRIVATE") ? besidePath("small-disk") : "";
 }
 
 std::string Sandbox::queueFile()
@@ -45,10 +73,10 @@ void Sandbox::enterNew()
 {
     static int count = 0;
     ::umask(022);
-    theRoot = ::getenv("KELVO_SANDBOX") + ("/test" + std::to_string(++count));
-    std::filesystem::create_directories(home());
-    std::filesystem::create_directory(path("tmp"));
-    std::filesystem::current_path(theRoot);
+    fs::rename(path(), besidePath("world" + std::to_string(++count)));  // sandbox.sh deletes it
+    for (const char* directory : { "home", "tmp" })
+        fs::create_directories(path(directory));
+    fs::current_path(path());
     ::setenv("HOME", home().c_str(), 1);
     ::setenv("TMPDIR", path("tmp").c_str(), 1);
     ::setenv("USER", "tester", 1);
@@ -61,7 +89,7 @@ void Sandbox::enterNew()
 static void writeDatabase(const char* name, const std::string& text)
 {
     static time_t change = 0;
-    const std::string path = theRoot + "/../" + name;
+    const std::string path = besidePath(name);
     Sandbox::write(path, text);
     const struct timespec times[] = { { ++change, 0 }, { change, 0 } };
     ::utimensat(AT_FDCWD, path.c_str(), times, 0);
@@ -69,9 +97,8 @@ static void writeDatabase(const char* name, const std::string& text)
 
 void Sandbox::setUser(const std::string& name)
 {
-    const std::string ids = std::to_string(::getuid()) + ":" + std::to_string(::getgid());
-    writeDatabase("passwd", name + ":x:" + ids + "::" + home() + ":/bin/sh\n");
-    writeDatabase("group", name + ":x:" + std::to_string(::getgid()) + ":\n");
+    static const std::string entry = read(besidePath("passwd"));  // as sandbox.sh has made it
+    writeDatabase("passwd", name + entry.substr(entry.find(':')));
 }
 
 void Sandbox::noPasswordEntry()
@@ -96,7 +123,7 @@ std::string Sandbox::read(const std::string& path)
 void Sandbox::write(const std::string& path, const std::string& text)
 {
     if (!(std::ofstream(path) << text << std::flush))
-        ADD_FAILURE() << "cannot write " << path;
+        fail("cannot write " + path);
 }
 
 bool Sandbox::waitFor(const std::function<bool()>& condition, double seconds)
@@ -129,13 +156,13 @@ bool Sandbox::isListening(int port)
     return false;
 }
 
-::testing::AssertionResult Sandbox::schedulePortIsFree()
+bool Sandbox::schedulePortIsFree()
 {
     if (!isListening(SCHEDULE_PORT))
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure()
-           << "Somebody else's server listens on port " << SCHEDULE_PORT
-           << ", which this test needs: end that server, or install bubblewrap.";
+        return true;
+    fail("Somebody else's server listens on port " + std::to_string(SCHEDULE_PORT) +
+         ", which is needed here: end that server, or install bubblewrap.");
+    return false;
 }
 
 std::string Sandbox::request(int port, const std::string& bytes)
@@ -152,53 +179,4 @@ std::string Sandbox::request(int port, const std::string& bytes)
         reply.append(piece, n);
     UtSocket::close(fd);
     return reply;
-}
-
-TestServer::TestServer(int givenPort)
-    : port(givenPort > 0 ? givenPort : Sandbox::freePort()),
-      logFile(Sandbox::path("server-" + std::to_string(port) + ".log"))
-{
-    const struct passwd* const entry = ::getpwuid(::getuid());
-    const char* const variable = ::getenv("USER");
-    user = entry ? entry->pw_name : variable ? variable : "user";
-    pid = ::fork();
-    if (pid == 0) {
-        ::setenv("JOB_LOG_FILE", logFile.c_str(), 1);
-        const char* const start = KELVO_BUILD_DIR "/bin/start";
-        ::execl(start, start, "-jobserver", std::to_string(port).c_str(), (char*)nullptr);
-        ::_exit(127);
-    }
-    Sandbox::waitFor([this] { return Sandbox::isListening(port) || wait(0) >= 0; });
-    EXPECT_TRUE(pid > 0 && wait(0) < 0 && Sandbox::isListening(port))
-        << "The server does not listen on port " << port;
-}
-
-TestServer::~TestServer()
-{
-    quit();
-    if (pid < 0)
-        return;
-    ADD_FAILURE() << "The server on port " << port << " has not ended by itself";
-    ::kill(pid, SIGKILL);
-    wait();
-}
-
-int TestServer::wait(double seconds)
-{
-    Sandbox::waitFor(
-        [this] {
-            if (pid > 0 && ::waitpid(pid, &status, WNOHANG) == pid)
-                pid = -1;
-            return pid < 0;
-        },
-        seconds);
-    return pid < 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-int TestServer::quit()
-{
-    wait(0);
-    if (pid > 0)
-        request(user + " quit\n");
-    return wait();
 }

@@ -1,13 +1,15 @@
-// The main() of every test program. It runs the program again in a private place, made by
-// sandbox.sh. There the first process is the keeper: it adopts what the tests orphan, as init does,
-// and ends it when the tests are over. Its child runs the tests.
+// The main() of every test program: each test in a world of its own. A test fails that leaves a
+// process behind or a file outside of its place. In the sandbox the first process is the keeper: it
+// adopts what the tests orphan, as init does, and ends it when the tests are over. Its child runs
+// the tests.
 
+#include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
 
 #include <csignal>
 #include <dlfcn.h>
 #include <filesystem>
-#include <map>
+#include <gtest/gtest.h>
 #include <set>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -16,33 +18,6 @@
 namespace fs = std::filesystem;
 
 static const double SECONDS_TO_END = 3;  ///< for what a test has told to end
-
-/// The living processes that descend from one, without the calling process, as " 4711 (sh) 4712
-/// (sleep)". Sends each of them a signal, if one is given.
-static std::string descendants(int ancestor, int signal = 0)
-{
-    std::map<int, int> parents;
-    std::map<int, std::string> living;
-    for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
-        int pid, parent;
-        char name[64], state;
-        const std::string text = Sandbox::read(entry.path().string() + "/stat");
-        if (::sscanf(text.c_str(), "%d (%63[^)]) %c %d", &pid, name, &state, &parent) != 4)
-            continue;
-        parents[pid] = parent;
-        if (state != 'Z' && pid != ::getpid())
-            living[pid] = name;
-    }
-    std::string found;
-    for (const auto& [pid, name] : living)
-        for (int above = parents[pid]; above > 0; above = parents[above])
-            if (above == ancestor) {
-                found += " " + std::to_string(pid) + " (" + name + ")";
-                if (signal)
-                    ::kill(pid, signal);
-            }
-    return found;
-}
 
 /// What lies in the temporary directories. In the machine's own ones other programs put their
 /// files: there, what our programs would name so.
@@ -72,9 +47,11 @@ class Worlds : public ::testing::EmptyTestEventListener
     void OnTestEnd(const ::testing::TestInfo&) override
     {
         const int keeper = ::getppid();
-        if (!Sandbox::waitFor([=] { return descendants(keeper).empty(); }, SECONDS_TO_END))
-            ADD_FAILURE() << "The test left processes behind:" << descendants(keeper, SIGKILL);
-        Sandbox::waitFor([=] { return descendants(keeper, SIGKILL).empty(); });
+        if (!Sandbox::waitFor([=] { return ProcessTable::descendants(keeper).empty(); },
+                              SECONDS_TO_END))
+            ADD_FAILURE() << "The test left processes behind:"
+                          << ProcessTable::descendants(keeper, SIGKILL);
+        Sandbox::waitFor([=] { return ProcessTable::descendants(keeper, SIGKILL).empty(); });
         for (const std::string& path : strayFiles())
             if (!strayBefore.count(path))
                 ADD_FAILURE() << "The test left a file outside of its place: " << path;
@@ -83,21 +60,10 @@ class Worlds : public ::testing::EmptyTestEventListener
 
 static int runTests(int argc, char** argv)
 {
+    Sandbox::fail = [](const std::string& what) { ADD_FAILURE() << what; };
     ::testing::InitGoogleTest(&argc, argv);
     ::testing::UnitTest::GetInstance()->listeners().Append(new Worlds);
     return RUN_ALL_TESTS();
-}
-
-static int runInPlace(char** argv)
-{
-    const std::string program = fs::read_symlink("/proc/self/exe");
-    std::vector<const char*> words = { "sh", KELVO_SOURCE_DIR "/tests/sandbox/sandbox.sh",
-                                       KELVO_SOURCE_DIR, KELVO_BUILD_DIR, program.c_str() };
-    while (*argv++)
-        words.push_back(*argv);
-    ::execv("/bin/sh", const_cast<char**>(words.data()));
-    ::perror("/bin/sh");
-    return 1;
 }
 
 static volatile pid_t theTests = -1;
@@ -117,10 +83,10 @@ static int keep(int argc, char** argv)
         ended = ::waitpid(-1, &status, 0);
     if (WIFSIGNALED(status))
         ::fprintf(stderr, "The tests were ended by signal %d.\n", WTERMSIG(status));
-    const std::string left = descendants(::getpid(), SIGKILL);
+    const std::string left = ProcessTable::descendants(::getpid(), SIGKILL);
     if (!left.empty())
         ::fprintf(stderr, "The tests left processes behind:%s\n", left.c_str());
-    Sandbox::waitFor([] { return descendants(::getpid(), SIGKILL).empty(); });
+    Sandbox::waitFor([] { return ProcessTable::descendants(::getpid(), SIGKILL).empty(); });
     return WIFEXITED(status) && left.empty() ? WEXITSTATUS(status) : 1;
 }
 
@@ -128,8 +94,7 @@ int main(int argc, char** argv)
 {
     if (argc > 1 && ::strcmp(argv[1], "--gtest_list_tests") == 0)
         return runTests(argc, argv);
-    if (!::getenv("KELVO_SANDBOX"))
-        return runInPlace(argv);
+    Sandbox::enter(argv, "-w");
     if (::dlsym(RTLD_DEFAULT, "nss_wrapper_enabled"))
         return keep(argc, argv);
     ::fprintf(stderr, "The tests need libnss-wrapper: libnss_wrapper.so cannot be loaded.\n");

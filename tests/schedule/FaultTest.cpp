@@ -2,12 +2,14 @@
 // after: never another.
 
 #include "schedule/ZoJobList.h"
+#include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
 
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -103,12 +105,14 @@ TEST(Faults, KillAtAnyMoment)
     const int kills = wanted ? std::atoi(wanted) : 150;
     const SavedQueue queue(300);
     for (int i = 0; i < kills; ++i) {
-        const pid_t pid = ::fork();
-        while (pid == 0)
-            queue.change();
+        Process changing([&] {
+            for (;;)
+                queue.change();
+            return 0;
+        });
         ::usleep(std::rand() % 5000);
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
+        ::kill(changing.pid, SIGKILL);
+        changing.end();
         ASSERT_TRUE(queue.isWhole()) << "kill " << i;
     }
 }
@@ -142,16 +146,14 @@ TEST(Faults, FileSizeLimit)
     const long size = (long)queue.before.size();
     int untouched = 0;
     for (int level = 0; level <= 20; ++level) {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
+        Process([&] {
             const rlim_t bytes = size * level / 10;
             const struct rlimit limit = { bytes, bytes };
             ::signal(SIGXFSZ, SIG_IGN);
             ::setrlimit(RLIMIT_FSIZE, &limit);
             queue.change();
-            ::_exit(0);
-        }
-        ::waitpid(pid, nullptr, 0);
+            return 0;
+        });
         untouched += Sandbox::read(queue.file) == queue.before;
         ASSERT_TRUE(queue.isWhole()) << "limit of " << size * level / 10 << " bytes";
     }

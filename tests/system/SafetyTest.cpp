@@ -1,12 +1,13 @@
 // Strangers are refused, and a dead job child does not stop the queue.
 
 #include "schedule/ZoJobServer.h"
-#include "tests/sandbox/Sandbox.h"
+#include "tests/sandbox/TestServer.h"
 
+#include <csignal>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 static bool isElsewhere = false;  // lets every peer seem to be on another machine
@@ -53,18 +54,16 @@ TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
     };
     for (const auto& [peers, reply] : cases) {
         const int port = Sandbox::freePort();
-        const pid_t pid = ::fork();
-        if (pid == 0) {
+        Process server([&] {
             ::setenv("JOB_PEERS", peers, 1);
             isElsewhere = true;
             const std::string text = std::to_string(port);
             const char* words[] = { "start", "-jobserver", text.c_str() };
-            ::_exit(ZoJobServer::main(3, const_cast<char**>(words)));
-        }
+            return ZoJobServer::main(3, const_cast<char**>(words));
+        });
         ASSERT_TRUE(Sandbox::waitFor([=] { return Sandbox::isListening(port); }));
         EXPECT_EQ(reply, Sandbox::request(port, "tester status\n")) << peers;
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
+        ::kill(server.pid, SIGKILL);
     }
     TestServer launched;  // the launcher says "local" for who says nothing, as its commands can see
     launched.request("tester submit \"echo $JOB_PEERS\" \"\" \"" + Sandbox::path() + "\"\n");

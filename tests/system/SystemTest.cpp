@@ -2,12 +2,14 @@
 
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoSchedule.h"
-#include "tests/sandbox/Sandbox.h"
+#include "tests/sandbox/TestServer.h"
 #include "utlib/UtServerSocket.h"
 #include "utlib/UtSocket.h"
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <regex>
 #include <sstream>
@@ -63,21 +65,9 @@ protected:
     static int open(const char* host = nullptr) { return ZoScheduleOpen(host, "app", "", ""); }
 
     /// An application: a fork of this process, in which no server was looked for before.
-    static pid_t begin(const std::function<void()>& application)
+    static std::unique_ptr<Process> begin(const std::function<void()>& application)
     {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
-            application();
-            ::_exit(HasFailure());
-        }
-        return pid;
-    }
-
-    static void end(pid_t application)
-    {
-        int status = -1;
-        ::waitpid(application, &status, 0);
-        EXPECT_EQ(0, status);
+        return std::make_unique<Process>([&] { return application(), HasFailure(); });
     }
 };
 
@@ -153,9 +143,9 @@ TEST_F(System, SurvivesClientsThatBreakOff)
     for (const std::string& request :
          { line, line + std::string("\0\n", 2), line + std::string(2 << 20, ' ') + "\n" })
         EXPECT_EQ("0\n", server.request(request) + ask(server, "list"));
-    ::kill(server.pid, SIGSTOP);  // the next client has gone before the server sees it
+    ::kill(server.pid(), SIGSTOP);  // the next client has gone before the server sees it
     UtSocket::close(connect(server, "tester list\n"));
-    ::kill(server.pid, SIGCONT);
+    ::kill(server.pid(), SIGCONT);
     EXPECT_EQ("0\n", ask(server, "list"));
     EXPECT_EQ(std::string::npos, server.log().find("refused"));
 }
@@ -221,7 +211,7 @@ TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
     fs::permissions("app/bin/start", fs::perms::owner_all);
     int output[2];
     ASSERT_EQ(0, ::pipe(output));
-    end(begin([&] {
+    const auto application = begin([&] {
         ::dup2(output[1], STDOUT_FILENO);
         const time_t start = ::time(nullptr);
         EXPECT_EQ(-1, open("localhost")) << "only node1 is this machine";
@@ -242,7 +232,8 @@ TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
         EXPECT_EQ(0, ZoScheduleJobKill(open()));
         EXPECT_EQ(0, ZoScheduleJobRemove(open(), jobs[0]));
         EXPECT_EQ(-1, ZoScheduleJobRemove(open(), nullptr));
-    }));
+    });
+    EXPECT_EQ(0, application->end());
     ::close(output[1]);
     struct pollfd wait = { output[0], POLLIN, 0 };
     ::poll(&wait, 1, 2000);
@@ -261,14 +252,14 @@ TEST_F(System, ApplicationRefusesAServerOfSomebodyElse)
     ASSERT_EQ(0, server.openSocket(Sandbox::SCHEDULE_PORT, -1, 25));
     for (const char* text : { "error\n", "error", "waiting\n", "" }) {
         const bool isOurs = text[0] != 'e';
-        const pid_t application = begin([&] { EXPECT_EQ(isOurs, open() >= 0); });
+        const auto application = begin([&] { EXPECT_EQ(isOurs, open() >= 0); });
         const int probe = server.accept();
         UtString line;
         UtSocket::readLine(probe, line);
         EXPECT_STREQ("tester status", line);
         UtSocket::send(probe, "%s", text);
         UtSocket::close(probe);
-        end(application);
+        EXPECT_EQ(0, application->end());
         if (isOurs)
             UtSocket::close(server.accept());
     }
@@ -296,8 +287,8 @@ TEST_F(System, EightApplicationsAtTheSameTimeLoseNoJob)
 {
     ASSERT_TRUE(Sandbox::schedulePortIsFree());
     TestServer server(Sandbox::SCHEDULE_PORT);
-    pid_t applications[8];
-    for (pid_t& application : applications)
+    std::unique_ptr<Process> applications[8];
+    for (auto& application : applications)
         application = begin([] {
             for (int i = 0; i < 200; ++i) {
                 const int fd = open();
@@ -305,8 +296,8 @@ TEST_F(System, EightApplicationsAtTheSameTimeLoseNoJob)
                 ::close(fd);
             }
         });
-    for (pid_t application : applications)
-        end(application);
+    for (const auto& application : applications)
+        EXPECT_EQ(0, application->end());
     UtDArray<UtHandle<ZoJob>> jobs;
     EXPECT_EQ(1600, ZoScheduleJobList(open(), jobs));
 }

@@ -3,6 +3,7 @@
 #include "utlib/UtTmpDir.h"
 
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;

@@ -3,6 +3,7 @@
 #include "tests/sandbox/Sandbox.h"
 #include "utlib/UtServerSocket.h"
 
+#include <gtest/gtest.h>
 #include <linux/inet_diag.h>
 #include <linux/netlink.h>
 #include <netinet/in.h>

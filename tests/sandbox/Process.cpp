@@ -1,0 +1,174 @@
+#include "tests/sandbox/Process.h"
+
+#include "tests/sandbox/Sandbox.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <map>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+double now()
+{
+    struct timespec time;
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    return (double)time.tv_sec + (double)time.tv_nsec / 1e9;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
+}
+
+Process::Process(const std::vector<std::string>& words, const std::string& input)
+{
+    static int count = 0;
+    file = Sandbox::path("process" + std::to_string(++count));
+    Sandbox::write(file + ".in", input);
+    std::vector<char*> argv;
+    for (const std::string& word : words)
+        argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    for (const auto& [name, fd] : { std::pair(".in", 0), { ".out", 1 }, { ".err", 2 } })
+        ::posix_spawn_file_actions_addopen(&actions, fd, (file + name).c_str(),
+                                           fd ? O_WRONLY | O_CREAT | O_APPEND : O_RDONLY, 0600);
+    start = now();
+    if (::posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
+        pid = -1;
+        Sandbox::fail("cannot run " + words[0]);
+    }
+    ::posix_spawn_file_actions_destroy(&actions);
+}
+
+Process::Process(const std::function<int()>& function) : start(now())
+{
+    pid = ::fork();
+    if (pid == 0)
+        ::_exit(function());
+}
+
+bool Process::hasEnded(double forSeconds)
+{
+    return Sandbox::waitFor(
+        [this] {
+            if (pid > 0 && ::waitpid(pid, &status, WNOHANG) == pid)
+                pid = -1;
+            return pid < 0;
+        },
+        forSeconds);
+}
+
+int Process::end()
+{
+    if (pid > 0 && ::waitpid(pid, &status, 0) == pid) {
+        pid = -1;
+        seconds = now() - start;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::string Process::out()
+{
+    end();
+    return Sandbox::read(file + ".out");
+}
+
+std::string Process::err()
+{
+    end();
+    return Sandbox::read(file + ".err");
+}
+
+std::string Process::line()
+{
+    const std::string text = out();
+    return text.substr(0, text.find('\n'));
+}
+
+double Process::medianOf(int runs, const std::vector<std::string>& words)
+{
+    std::vector<double> seconds;
+    for (int i = 0; i < runs; ++i) {
+        Process process(words);
+        if (process.end() != 0)
+            Sandbox::fail(words[0] + " failed: " + process.err());
+        seconds.push_back(process.seconds);
+    }
+    return median(seconds);
+}
+
+static std::string procFile(int pid, const char* name)
+{
+    return Sandbox::read("/proc/" + std::to_string(pid) + "/" + name);
+}
+
+std::string ProcessTable::descendants(int ancestor, int signal)
+{
+    std::map<int, int> parents;
+    std::map<int, std::string> living;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
+        int pid, parent;
+        char name[64], state;
+        const std::string text = Sandbox::read(entry.path().string() + "/stat");
+        if (::sscanf(text.c_str(), "%d (%63[^)]) %c %d", &pid, name, &state, &parent) != 4)
+            continue;
+        parents[pid] = parent;
+        if (state != 'Z' && pid != ::getpid())
+            living[pid] = name;
+    }
+    std::string found;
+    for (const auto& [pid, name] : living)
+        for (int above = parents[pid]; above > 0; above = parents[above])
+            if (above == ancestor) {
+                found += " " + std::to_string(pid) + " (" + name + ")";
+                if (signal)
+                    ::kill(pid, signal);
+            }
+    return found;
+}
+
+long ProcessTable::descriptors(int pid)
+{
+    const fs::directory_iterator all("/proc/" + std::to_string(pid) + "/fd");
+    return std::distance(begin(all), end(all));
+}
+
+/// The number behind a name in a process's status; 0 when there is none.
+static double statusValue(int pid, const std::string& name)
+{
+    const std::string text = procFile(pid, "status");
+    const size_t at = text.find("\n" + name + ":");
+    return at == std::string::npos ? 0 : std::atof(text.c_str() + at + name.size() + 2);
+}
+
+double ProcessTable::resident(int pid)
+{
+    return 1024 * statusValue(pid, "VmRSS");
+}
+
+long ProcessTable::wakeUps(int pid)
+{
+    return (long)statusValue(pid, "voluntary_ctxt_switches");
+}
+
+double ProcessTable::cpuSeconds(int pid)
+{
+    const std::string text = procFile(pid, "stat");
+    unsigned long user = 0, system = 0;
+    const size_t at = text.rfind(')');
+    if (at == std::string::npos ||
+        ::sscanf(text.c_str() + at, ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user,
+                 &system) != 2)
+        return 0;
+    return (double)(user + system) / (double)::sysconf(_SC_CLK_TCK);
+}

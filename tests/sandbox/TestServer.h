@@ -1,0 +1,39 @@
+#ifndef TESTSERVER_H
+#define TESTSERVER_H
+
+#include "tests/sandbox/Process.h"
+#include "tests/sandbox/Sandbox.h"
+
+#include <memory>
+
+/// A job server, started with the built launcher as a process of its own in the sandbox's world, as
+/// the world is at that moment. It is told to quit at the end of its scope, and killed if it does
+/// not.
+class TestServer
+{
+public:
+    int port;
+    std::string logFile;  ///< what JOB_LOG_FILE names to it
+    std::unique_ptr<Process> process;
+
+    /// Returns when the server listens; fails when it does not. Port 0 takes a free one.
+    explicit TestServer(int port = 0);
+    TestServer(const TestServer&) = delete;
+    TestServer& operator=(const TestServer&) = delete;
+    ~TestServer();
+
+    pid_t pid() const { return process->pid; }
+    std::string request(const std::string& bytes) const { return Sandbox::request(port, bytes); }
+    std::string log() const { return Sandbox::read(logFile); }
+
+    /// Waits for the server's own end. Returns its exit status, or -1 when it was killed by a
+    /// signal or has not ended in time.
+    int wait(double seconds = 15);
+    /// Sends "quit" unless the server has ended, then waits like wait().
+    int quit();
+
+private:
+    std::string user;
+};
+
+#endif
