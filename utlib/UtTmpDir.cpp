@@ -1,10 +1,10 @@
 #include "utlib/UtTmpDir.h"
 
+#include "utlib/UtTree.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -57,56 +57,19 @@ int UtTmpDir::create(int mode)
     return -1;
 }
 
-static int removeAt(int parent, const char* name);
-
-/// Deletes what an open directory holds. Some file systems skip entries while others vanish, so it
-/// is read again until a reading deletes nothing more.
-static void removeContents(DIR* directory)
-{
-    for (int removed = 1; removed > 0;) {
-        removed = 0;
-        ::rewinddir(directory);
-        while (const struct dirent* entry = ::readdir(directory)) {
-            if (::strcmp(entry->d_name, ".") == 0 || ::strcmp(entry->d_name, "..") == 0)
-                continue;
-            removed += removeAt(::dirfd(directory), entry->d_name) == 0;
-        }
-    }
-}
-
-/// Deletes one directory entry, a directory with everything in it. Works on descriptors, so that
-/// nobody can put a link in its way. Returns 0, or -1 with errno set.
-static int removeAt(int parent, const char* name)
-{
-    if (::unlinkat(parent, name, 0) == 0)
-        return 0;
-    const int error = errno;
-    const int fd = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0) {
-        errno = error == EISDIR ? errno : error;
-        return -1;
-    }
-    ::fchmod(fd, S_IRWXU);  // a read-only directory of ours; rmdir tells if this did not help
-    DIR* const directory = ::fdopendir(fd);
-    if (!directory) {
-        ::close(fd);
-        return -1;
-    }
-    removeContents(directory);
-    ::closedir(directory);
-    return ::unlinkat(parent, name, AT_REMOVEDIR);
-}
-
 int UtTmpDir::remove()
 {
     long end = length();
-    while (end > 1 && (*this)[end - 1] == '/')  // "link/" would name what the link points to
+    while (end > 1 && (*this)[end - 1] == '/')
         --end;
     UtString path;
     path.appendText(*this, end);
-    if (path.length() == 0 || path == "/") {
+    if (path.length() == 0) {
         errno = EINVAL;
         return -1;
     }
-    return removeAt(AT_FDCWD, path);
+    UtTree tree(path);
+    if (tree.directory < 0)  // a link, or no directory at all
+        return errno == ELOOP || errno == ENOTDIR ? ::unlink(path) : -1;
+    return tree.remove(-1) == UtTree::GONE ? 0 : -1;
 }

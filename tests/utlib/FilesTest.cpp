@@ -1,10 +1,13 @@
 #include "tests/sandbox/Sandbox.h"
 #include "utlib/UtFilename.h"
 #include "utlib/UtTmpDir.h"
+#include "utlib/UtTree.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -43,6 +46,25 @@ TEST(TmpDir, RemovesATreeAndNothingItLinksTo)
     tree = "link/";
     tree.remove();
     EXPECT_EQ("x", Sandbox::read("kept/.file"));
+}
+
+TEST(Tree, GoesAtAnyDepthAndInTwoSteps)
+{
+    fs::create_directory("deep");
+    int fd = ::open("deep", O_DIRECTORY);
+    for (int depth = 0; depth < 1500; ++depth) {  // more than descriptors, and than a path can say
+        ::mkdirat(fd, "d", 0700);
+        const int below = ::openat(fd, "d", O_DIRECTORY);
+        ::close(std::exchange(fd, below));
+    }
+    ::close(fd);
+    UtTree tree("deep");
+    EXPECT_EQ(UtTree::LATE, tree.remove(0));
+    EXPECT_EQ(0, tree.rename());
+    EXPECT_FALSE(fs::exists("deep"));
+    fs::create_directory("deep");  // somebody else's by now
+    EXPECT_EQ(UtTree::GONE, tree.remove(-1));
+    EXPECT_TRUE(fs::exists("deep")) << "it went by its name";
 }
 
 TEST(Filename, CreatesAnEmptyFileAndFollowsNoLink)
