@@ -2,6 +2,7 @@
 # bench/place.sh PROGRAM [ARGUMENT]...: runs a program in a private place: its own user, home, host
 # name, temporary directories, and, where bubblewrap can do it, its own network and processes. The
 # place is deleted at the end, with everything in it and everybody who runs there.
+tree=$(realpath "$(dirname "$0")/..") # which may lie below /tmp
 place=$(realpath "$(mktemp -d "${TMPDIR:-/var/tmp}/kelvo-benchXXXX")") || exit 1
 trap 'kill "$child" 2>/dev/null; wait "$child"' INT TERM HUP
 trap 'rm -rf "$place"' EXIT
@@ -15,7 +16,7 @@ private() {
     exec bwrap --die-with-parent --unshare-net --unshare-pid --unshare-uts --hostname benchhost \
         --ro-bind / / --dev-bind /dev /dev --proc /proc \
         --ro-bind "$place/passwd" /etc/passwd --ro-bind "$place/hosts" /etc/hosts \
-        --bind "$place/tmp" /tmp --bind "$place" "$place" "$@"
+        --bind "$place/tmp" /tmp --ro-bind "$tree" "$tree" --bind "$place" "$place" "$@"
 }
 # Without a network of its own a program can meet a server that is not its own.
 shared() {
