@@ -5,9 +5,15 @@ include(CMakePackageConfigHelpers)
 install(TARGETS utlib schedule EXPORT KelvoSchedule LIBRARY DESTINATION lib)
 install(TARGETS start zojob RUNTIME DESTINATION bin)
 
+# What a host application may include. Other headers belong to the libraries' own sources.
+set(utlib_headers
+  UtDArray.h UtDirectory.h UtEnvironment.h UtExport.h UtFilename.h UtHandle.h UtMemory.h
+  UtServerSocket.h UtSocket.h UtString.h UtStringTokenizer.h UtTmpDir.h)
+set(schedule_headers ZoExport.h ZoJob.h ZoJobList.h ZoJobServer.h ZoSchedule.h)
+
 foreach(library utlib schedule)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${library}/ DESTINATION include/${library}
-          FILES_MATCHING PATTERN "*.h")
+  list(TRANSFORM ${library}_headers PREPEND ${PROJECT_SOURCE_DIR}/${library}/)
+  install(FILES ${${library}_headers} DESTINATION include/${library})
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in
                  ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${library}.pc DESTINATION lib/pkgconfig)

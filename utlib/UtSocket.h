@@ -32,7 +32,7 @@ public:
     /// the bytes consumed, 1 or more; 0 when the connection ended before a line end; -1 on an
     /// error, a NUL byte, a line over MAX_LINE, or when the whole line has not come within the
     /// receive limit. The line is empty unless one was read. A pipe or terminal, which cannot be
-    /// looked into, is read byte by byte: where nobody else reads on, UtLineReader is faster.
+    /// looked into, is read byte by byte.
     static int readLine(int fd, UtString& line);
 
     /// Reads at most size bytes into the buffer, without a terminator. Waits for the first bytes
