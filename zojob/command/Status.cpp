@@ -1,36 +1,34 @@
-#include "jobs/JobName.h"
-#include "jobs/QueueWatch.h"
-#include "jobs/Text.h"
-#include "zojob/Report.h"
 #include "zojob/command/Commands.h"
-#include "zojob/view/Json.h"
+
+#include "jobs/JobName.h"
+#include "zojob/Report.h"
 #include "zojob/view/Table.h"
 #include "zojob/view/Text.h"
 
-static void printStatus(const char* server, const Queue& queue)
+static void statusText(const char* server, const Jobs& jobs)
 {
+    const JobHandle running = runningJob(jobs);
     printField("server", server);
-    printField("jobs", countText(queue));
-    if (const Job* const running = queue.running())
-        printField("running", jobName(queue, *running) + " for " + duration(running->runTime()) +
-                                  ": " + printable(running->description));
+    printField("jobs", countText(jobs));
+    if (running)
+        printField("running", jobName(jobs, *running) + " for " + duration(running->runTime()) +
+                                  ": " + printable(str(running->description)));
 }
 
 int statusCommand(const Options& options)
 {
-    const Server server = serverOf(options, Server::NEVER_START);
+    const Server server(options, Server::NEVER_START);
     const Server::Presence presence = server.presence();
-    const char* const text = presence == Server::OURS       ? "running"
-                             : presence == Server::REFUSING ? "refused"
-                                                            : "none";
-    Queue queue;
-    if (server.isThisMachine() || presence == Server::OURS)
-        queue = readQueue(server);
+    Jobs jobs;
+    const bool up = presence == Server::OURS && server.tryList(jobs);
+    const char* const text = up ? "running" : presence == Server::REFUSING ? "refused" : "none";
     if (options.json)
-        writeJsonStatus(text, options.host, queue);
+        writeJsonStatus(text, options.host, jobs);
+    else if (up)
+        statusText(text, jobs);
     else
-        printStatus(text, queue);
+        printField("server", text);
     if (presence == Server::REFUSING)
-        server.throwNotServed();
+        server.fail();
     return DONE_WELL;
 }
