@@ -180,34 +180,82 @@ static long long ownerIn(const inet_diag_msg& row, const UtPeerEnd& peer, const 
     return row.idiag_inode ? (long long)row.idiag_uid : (long long)UtPeer::NOBODY;
 }
 
+/// The user whose socket listens at `peer`, by a row that shows no connection.
+static long long listenerIn(const inet_diag_msg& row, const UtPeerEnd& peer)
+{
+    const bool listens = row.idiag_state == TCP_LISTEN && row.id.idiag_sport == peer.port;
+    return listens && row.idiag_inode ? (long long)row.idiag_uid : (long long)UtPeer::NOBODY;
+}
+
+/// Whether a row shows the connection before somebody has accepted it: in the making, or complete
+/// and in nobody's hands.
+static bool isWaiting(const inet_diag_msg& row, const UtPeerEnd& peer, const UtPeerEnd& own)
+{
+    return endFrom(row.idiag_family, row.id.idiag_src, row.id.idiag_sport).equals(peer) &&
+           endFrom(row.idiag_family, row.id.idiag_dst, row.id.idiag_dport).equals(own) &&
+           (row.idiag_state == TCP_SYN_RECV ||
+            (row.idiag_state == TCP_ESTABLISHED && row.idiag_inode == 0));
+}
+
 /// Tells whether an error means that there is no lookup here at all, today or tomorrow.
 static bool isMissing(int error)
 {
-    return error == ENOENT || error == EPROTONOSUPPORT || error == EAFNOSUPPORT ||
-           error == EOPNOTSUPP || error == ENOSYS || error == ECONNREFUSED || error == EPERM ||
-           error == EACCES;
+    return error == EPROTONOSUPPORT || error == EAFNOSUPPORT || error == EOPNOTSUPP ||
+           error == ENOSYS || error == ECONNREFUSED || error == EPERM || error == EACCES;
 }
 
-/// Asks for the peer's socket. Returns 0 with `user` set, or an errno code.
-static int lookUp(int netlink, const UtPeerEnd& peer, const UtPeerEnd& own, long long& user)
+/// Asks for one socket, the row's being in `answer` then. Returns 0, or an errno code: ENOENT when
+/// there is no such socket.
+static int askForRow(int netlink, const UtPeerEnd& peer, const UtPeerEnd& own, UtPeerAnswer& answer)
 {
     UtPeerQuestion question;
-    UtPeerAnswer answer = {};
     question.body.sdiag_protocol = IPPROTO_TCP;
     question.body.sdiag_family = peer.isIpv4() ? AF_INET : AF_INET6;
     setSocket(question.body.id, peer, own);
-    int error = ask(netlink, question, answer);
-    if (error == 0 && answer.message.header.nlmsg_type == SOCK_DIAG_BY_FAMILY) {
-        user = ownerIn(answer.message.row, peer, own);
-        return 0;
-    }
+    const int error = ask(netlink, question, answer);
+    if (error == 0)
+        return answer.message.header.nlmsg_type == SOCK_DIAG_BY_FAMILY ? 0 : EBADMSG;
     if (error != ENOENT)
-        return error ? error : EBADMSG;
+        return error;
     // No such socket, or nothing in this kernel that knows TCP's sockets? Only the latter refuses
     // to list those in none of the states, too.
-    user = UtPeer::NOBODY;
     question.header.nlmsg_flags = NLM_F_DUMP;
-    return ask(netlink, question, answer);
+    const int listError = ask(netlink, question, answer);
+    return listError == 0 ? ENOENT : listError == ENOENT ? EOPNOTSUPP : listError;
+}
+
+/// Asks who is to accept the connection that the row in `answer` shows waiting. Returns like
+/// lookUp().
+static int lookUpListener(int netlink, const UtPeerEnd& peer, const UtPeerEnd& own,
+                          UtPeerAnswer& answer, long long& user)
+{
+    UtPeerEnd anywhere = own;
+    anywhere.port = 0;  // nobody connects from there: the row is that of the listener
+    int error = askForRow(netlink, peer, anywhere, answer);
+    const long long listener =
+        error == 0 ? listenerIn(answer.message.row, peer) : (long long)UtPeer::NOBODY;
+    // Connections do not outlive the listener that they wait for: one that still waits has had the
+    // same all the time. One that was accepted meanwhile tells its user itself.
+    error = error == 0 ? askForRow(netlink, peer, own, answer) : error;
+    if (error == 0)
+        user = isWaiting(answer.message.row, peer, own) ? listener
+                                                        : ownerIn(answer.message.row, peer, own);
+    return error;
+}
+
+/// Asks for the peer's socket. Returns 0 with `user` set, or an errno code.
+static int lookUp(int netlink, const UtPeerEnd& peer, const UtPeerEnd& own, bool mayWait,
+                  long long& user)
+{
+    UtPeerAnswer answer = {};
+    int error = askForRow(netlink, peer, own, answer);
+    if (error == 0 && mayWait && isWaiting(answer.message.row, peer, own))
+        error = lookUpListener(netlink, peer, own, answer, user);
+    else if (error == 0)
+        user = ownerIn(answer.message.row, peer, own);
+    if (error == ENOENT)
+        user = UtPeer::NOBODY;
+    return error == ENOENT ? 0 : error;
 }
 
 /// Tells whether the connection still stands: at most the peer has ended its sending.
@@ -219,25 +267,36 @@ static bool hasPeer(int fd)
            (info.tcpi_state == TCP_ESTABLISHED || info.tcpi_state == TCP_CLOSE_WAIT);
 }
 
-long long UtPeer::userOf(int fd)
+/// UtPeer::userOf(), or UtPeer::serverOf() when the connection may wait to be accepted.
+static long long userAtOtherEnd(int fd, bool mayWait)
 {
     UtPeerEnd peer, own;
     if (readEnd(::getpeername, fd, peer) != 0 || readEnd(::getsockname, fd, own) != 0)
-        return NOBODY;
+        return UtPeer::NOBODY;
     const int ours = isOurs(peer);
     if (ours <= 0)
-        return ours == 0 ? ANOTHER_MACHINE : FAILED;
+        return ours == 0 ? UtPeer::ANOTHER_MACHINE : UtPeer::FAILED;
 
-    long long user = FAILED;
+    long long user = UtPeer::FAILED;
     const int netlink = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
-    const int error = netlink < 0 ? errno : lookUp(netlink, peer, own, user);
+    const int error = netlink < 0 ? errno : lookUp(netlink, peer, own, mayWait, user);
     if (netlink >= 0)
         ::close(netlink);
     if (error != 0) {
         errno = error;
-        return isMissing(error) ? UNKNOWN : FAILED;
+        return isMissing(error) ? UtPeer::UNKNOWN : UtPeer::FAILED;
     }
     // If the peer left meanwhile, the socket found may be a later one on the same port. While the
     // connection stands, no other can have taken its place.
-    return hasPeer(fd) ? user : (long long)NOBODY;
+    return hasPeer(fd) ? user : (long long)UtPeer::NOBODY;
+}
+
+long long UtPeer::userOf(int fd)
+{
+    return userAtOtherEnd(fd, false);
+}
+
+long long UtPeer::serverOf(int fd)
+{
+    return userAtOtherEnd(fd, true);
 }

@@ -24,6 +24,12 @@ public:
     /// ip_nonlocal_bind every address counts as this machine's. Users whom our user namespace does
     /// not map all show as its overflow user, 65534.
     static long long userOf(int fd);
+
+    /// The same for the side that has connected. A connection that nobody has accepted yet is in
+    /// the hands of the listener, whose user is returned; NOBODY also when it has broken meanwhile.
+    /// Ask before anything is sent: whoever takes the port from a listener gets none of its
+    /// connections.
+    static long long serverOf(int fd);
 };
 
 #endif

@@ -2,6 +2,7 @@
 
 #include "tests/sandbox/Sandbox.h"
 #include "utlib/UtServerSocket.h"
+#include "utlib/UtSocket.h"
 
 #include <gtest/gtest.h>
 #include <linux/inet_diag.h>
@@ -11,6 +12,8 @@
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+static const uid_t STRANGER = 65534;
 
 static std::function<void(inet_diag_req_v2&)> atLookup;
 
@@ -63,6 +66,60 @@ TEST(Peer, OwnSocketIsKnownUntilItIsClosed)
     EXPECT_EQ(::geteuid(), UtPeer::userOf(c.served));
     ::close(std::exchange(c.client, -1));  // as one does who wants to be gone before we ask
     EXPECT_EQ(UtPeer::NOBODY, UtPeer::userOf(c.served));
+}
+
+TEST(Peer, ClientKnowsWhoListensBeforeAndAfterTheAccept)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can have a second user id here";
+    for (const uid_t user : { (uid_t)0, STRANGER })
+        for (const char* host : { "127.0.0.1", "::1" }) {
+            ASSERT_EQ(0, ::seteuid(user));
+            const sockaddr_in6 any = { AF_INET6, 0, 0, IN6ADDR_ANY_INIT, 0 };  // for IPv4, too
+            sockaddr_in6 name = any;
+            socklen_t size = sizeof name;
+            const int listener = ::socket(AF_INET6, SOCK_STREAM, 0);
+            ASSERT_EQ(0, ::bind(listener, (const sockaddr*)&any, sizeof any));
+            ASSERT_EQ(0, ::listen(listener, 1));
+            ::getsockname(listener, (sockaddr*)&name, &size);
+            ASSERT_EQ(0, ::seteuid(0));
+            const int client = UtSocket::connect(host, ntohs(name.sin6_port));
+            EXPECT_EQ(user, UtPeer::serverOf(client)) << host << " before";
+            ASSERT_EQ(0, ::seteuid(user));
+            const int served = ::accept(listener, nullptr, nullptr);
+            ASSERT_EQ(0, ::seteuid(0));
+            ::close(listener);
+            EXPECT_EQ(user, UtPeer::serverOf(client)) << host << " after";
+            ::close(served);
+            EXPECT_EQ(UtPeer::NOBODY, UtPeer::serverOf(client));
+            ::close(client);
+        }
+}
+
+TEST(Peer, ListenerThatComesLaterDoesNotVouchForTheServer)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can have a second user id here";
+    UtServerSocket strangers(1), innocent(1);
+    ASSERT_EQ(0, ::seteuid(STRANGER));
+    ASSERT_EQ(0, strangers.openSocket(0, -10, 0));
+    ASSERT_EQ(0, ::seteuid(0));
+    const int client = UtSocket::connect(nullptr, strangers.port);
+    int served = -1;
+    atLookup = [&](inet_diag_req_v2& question) {
+        if (question.id.idiag_dport != 0)
+            return;  // this is not the question for the listener
+        EXPECT_EQ(0, ::seteuid(STRANGER));
+        served = strangers.accept();
+        EXPECT_EQ(0, ::seteuid(0));
+        ::close(std::exchange(strangers.descriptor, -1));
+        EXPECT_EQ(0, innocent.openSocket(strangers.port, -10, 0));
+    };
+    EXPECT_EQ(STRANGER, UtPeer::serverOf(client));
+    EXPECT_LE(0, served);
+    atLookup = nullptr;
+    ::close(served);
+    ::close(client);
 }
 
 TEST(Peer, OwnersListenerOnTheSendersPortDoesNotVouch)
