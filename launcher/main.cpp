@@ -1,5 +1,6 @@
 // The host application's launcher: starts the job server in a process of its own.
 
+#include "schedule/ZoClient.h"
 #include "schedule/ZoJobServer.h"
 #include "schedule/ZoSchedule.h"
 
@@ -14,11 +15,12 @@ static const char USAGE[] = "usage: start -jobserver [PORT]\n"
 
 static const char HELP[] =
     "\n"
-    "Runs the job server of the calling user in the foreground, on TCP port PORT (7160). It ends\n"
-    "after 30 seconds without a connection while no job runs. Applications start it by "
-    "themselves;\n"
-    "there is no need to run it by hand.\n"
+    "Runs the job server of the calling user in the foreground, on TCP port PORT. It ends after "
+    "30\n"
+    "seconds without a connection while no job runs. Applications start it by themselves; there\n"
+    "is no need to run it by hand.\n"
     "\n"
+    "JOB_PORT      the port where no PORT is given; %d without it. Applications look there, too\n"
     "JOB_LOG_FILE  file to which the server and its jobs append what they do; unset: no log\n"
     "JOB_PEERS     who may send requests besides the user's own processes on this machine:\n"
     "              \"local\" (the default) nobody; \"any\" whoever reaches the port from another\n"
@@ -35,6 +37,20 @@ static void printVersion(const std::string& record)
     }
 }
 
+/// Runs the server, without a port argument on the port where this user's clients look for it.
+static int runServer(int argc, char** argv)
+{
+    if (argc > 2)
+        return ZoJobServer::main(argc, argv);
+    const int port = ZoClient::portOfUser();
+    if (const char* const wrong = ZoClient::wrongPort())
+        std::fprintf(stderr, "start: JOB_PORT is \"%s\", which is no port: using %d\n", wrong,
+                     port);
+    std::string text = std::to_string(port);
+    char* words[] = { argv[0], argv[1], text.data(), nullptr };
+    return ZoJobServer::main(3, words);
+}
+
 int main(int argc, char** argv)
 {
     const char* const word = argc > 1 ? argv[1] : "";
@@ -44,12 +60,13 @@ int main(int argc, char** argv)
             std::perror("start: JOB_PEERS");
             return 1;
         }
-        return ZoJobServer::main(argc, argv);
+        return runServer(argc, argv);
     }
     if (std::strcmp(word, "--version") == 0) {
         printVersion(kelvopackage_schedule());
     } else if (std::strcmp(word, "--help") == 0) {
-        std::printf("%s%s", USAGE, HELP);
+        std::printf("%s", USAGE);
+        std::printf(HELP, ZoProtocol::DEFAULT_PORT);
     } else {
         std::fputs(USAGE, stderr);
         return 2;

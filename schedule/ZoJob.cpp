@@ -1,7 +1,6 @@
 #include "schedule/ZoJob.h"
 
-#include "schedule/ZoNumber.h"
-#include "utlib/UtStringTokenizer.h"
+#include "schedule/ZoProtocol.h"
 
 #include <ctime>
 
@@ -16,15 +15,5 @@ long long ZoJob::runTime() const
 
 ZoJob* ZoJob::createFromMessage(const char* line)
 {
-    UtStringTokenizer tokens(line);
-    ZoJob* const job = new ZoJob;
-    job->state = zoNumber32(tokens.nextToken());
-    job->command = tokens.nextToken();
-    job->description = tokens.nextToken();
-    job->directory = tokens.nextToken();
-    job->id = zoNumber(tokens.nextToken());
-    job->startTime = zoNumber(tokens.nextToken());
-    job->endTime = zoNumber(tokens.nextToken());
-    job->reserved = zoNumber32(tokens.nextToken());
-    return job;
+    return ZoProtocol::readJob(line);
 }

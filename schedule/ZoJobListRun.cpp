@@ -1,3 +1,4 @@
+#include "schedule/ZoClient.h"
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoProcess.h"
 #include "utlib/UtDirectory.h"
@@ -166,7 +167,7 @@ void ZoJobList::recordEnd(UtHandle<ZoJob> job)
 void ZoJobList::reportDone()
 {
     log("job done, connecting to server\n");
-    const int fd = UtSocket::connect(nullptr, port);
+    const int fd = ZoClient::connect(nullptr, port);
     if (fd < 0) {
         log("connect failed\n");
         return;
@@ -174,7 +175,9 @@ void ZoJobList::reportDone()
     // Silent clients can hold the server longer than any limit, and a report whose sender has left
     // counts as nobody's: the next job would not start. A server that ends closes the connection.
     UtSocket::setTimeLimits(fd, 0);
-    UtSocket::send(fd, "%s done\n", (const char*)user);
+    UtString line;
+    ZoProtocol::writeRequest(line, user, ZoProtocol::DONE);
+    UtSocket::send(fd, "%s", (const char*)line);
     // The server closes the connection when it has handled the report; the answer says nothing new.
     char buffer[4096];
     while (UtSocket::receive(fd, buffer, sizeof buffer, 1) > 0)

@@ -1,6 +1,7 @@
 #include "schedule/ZoJobServer.h"
 
 #include "schedule/ZoProcess.h"
+#include "schedule/ZoProtocol.h"
 #include "utlib/UtClock.h"
 #include "utlib/UtEnvironment.h"
 #include "utlib/UtPeer.h"
@@ -17,7 +18,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-static const int DEFAULT_PORT = 7160;
 static const int BACKLOG = -10;  // as many as the system allows
 static const int SECONDS_PER_CONNECTION = 25;
 static const int CLOSING_TIME = 1000;       // ms for a peer that has sent more than a request
@@ -28,7 +28,7 @@ int ZoJobServer::main(int argc, char** argv)
     ZoProcess::openStandardDescriptors();
     ::signal(SIGCHLD, SIG_DFL);  // ignored, the ends of job children could not be collected
     ::signal(SIGXFSZ, SIG_IGN);  // a file size limit is a failed save, not the server's end
-    int port = DEFAULT_PORT;
+    int port = ZoProtocol::DEFAULT_PORT;
     if (argc > 2)
         port = (int)::strtol(argv[2], nullptr, 10);
     ZoJobServer server(port);
@@ -121,7 +121,7 @@ bool ZoJobServer::isWelcome(int fd)
 
 void ZoJobServer::refuse(int fd)
 {
-    answer(fd, "error");
+    reply(fd, ZoProtocol::REPLY_ERROR);
     UtSocket::drain(fd, 0, CLOSING_BYTES);
     UtSocket::close(fd);
 }

@@ -23,7 +23,7 @@ public:
     double secondsPerPass = 30;       ///< the longest wait for a connection; idle so long, it ends
     double secondsBetweenLooks = 30;  ///< at least, for dead job children
 
-    /// Entry of the server process: argv[2], if there is one, is the port; the default is 7160.
+    /// Entry of the server process: argv[2], if there is one, is the port, else the usual one is.
     /// Returns 0 when the server has ended; exits with 1 when the port cannot be opened.
     static int main(int argc, char** argv);
 
@@ -77,6 +77,9 @@ private:
     /// Whether the other end of a connection may send requests: on this machine only a socket of
     /// this user or of root, since the name in a request can be known to anybody.
     bool isWelcome(int fd);
+
+    /// Answers with the words of a ZoProtocol::Reply.
+    void reply(int fd, int words);
 
     /// Answers "error" without reading, so that it costs no waiting, and closes the connection.
     void refuse(int fd);

@@ -1,7 +1,7 @@
 #include "schedule/ZoJobServer.h"
 
-#include "schedule/ZoNumber.h"
 #include "schedule/ZoProcess.h"
+#include "schedule/ZoProtocol.h"
 #include "utlib/UtSocket.h"
 
 #include <climits>
@@ -15,55 +15,56 @@ void ZoJobServer::interprete(int fd, char* line)
 {
     ZoJobList::log("got message \"%s\"\n", line);
     UtStringTokenizer tokens(line);
-    const UtString user(tokens.nextToken());
-    const UtString command(tokens.nextToken());
-    if (user != jobList.user)
-        answer(fd, "error");
-    else if (command == "submit")
-        submit(fd, tokens);
-    else if (command == "remove")
-        remove(fd, tokens);
-    else if (command == "run")
-        run(fd, tokens);
-    else if (command == "kill")
-        kill(fd);
-    else if (command == "status")
-        status(fd);
-    else if (command == "list")
-        list(fd);
-    else if (command == "done")
-        done(fd);
-    else if (command == "quit")
-        quit(fd);
-    else
-        answer(fd, "unknown command");
+    UtString user;
+    const ZoProtocol::Request request = ZoProtocol::readRequest(tokens, user);
+    if (user != jobList.user) {
+        reply(fd, ZoProtocol::REPLY_ERROR);
+        return;
+    }
+    switch (request) {
+    case ZoProtocol::SUBMIT:
+        return submit(fd, tokens);
+    case ZoProtocol::REMOVE:
+        return remove(fd, tokens);
+    case ZoProtocol::RUN:
+        return run(fd, tokens);
+    case ZoProtocol::KILL:
+        return kill(fd);
+    case ZoProtocol::STATUS:
+        return status(fd);
+    case ZoProtocol::LIST:
+        return list(fd);
+    case ZoProtocol::DONE:
+        return done(fd);
+    case ZoProtocol::QUIT:
+        return quit(fd);
+    case ZoProtocol::UNKNOWN_REQUEST:
+        reply(fd, ZoProtocol::REPLY_UNKNOWN);
+    }
 }
 
 UtHandle<ZoJob> ZoJobServer::findJob(UtStringTokenizer& tokens)
 {
-    UtHandle<ZoJob> wanted = new ZoJob;
-    wanted->id = zoNumber(tokens.nextToken());
-    wanted->directory = tokens.nextToken();
-    return jobList.find(wanted, jobList.jobs);
+    return jobList.find(ZoProtocol::readJobName(tokens), jobList.jobs);
 }
 
 void ZoJobServer::submit(int fd, UtStringTokenizer& tokens)
 {
-    const UtString command(tokens.nextToken());
-    const UtString description(tokens.nextToken());
-    const UtString directory(tokens.nextToken());
+    UtString command, description, directory;
+    ZoProtocol::readSubmission(tokens, command, description, directory);
     if (command.length() == 0) {
-        answer(fd, "error");
+        reply(fd, ZoProtocol::REPLY_ERROR);
         return;
     }
     jobList.submit(command, description, directory);
-    answer(fd, "ok");
+    reply(fd, ZoProtocol::REPLY_OK);
 }
 
 void ZoJobServer::remove(int fd, UtStringTokenizer& tokens)
 {
     UtHandle<ZoJob> job = findJob(tokens);
-    answer(fd, job && jobList.remove(job) == 0 ? "ok" : "error");
+    const bool isRemoved = job && jobList.remove(job) == 0;
+    reply(fd, isRemoved ? ZoProtocol::REPLY_OK : ZoProtocol::REPLY_ERROR);
 }
 
 int ZoJobServer::startJob(int fd, UtHandle<ZoJob> job)
@@ -79,71 +80,54 @@ void ZoJobServer::run(int fd, UtStringTokenizer& tokens)
 {
     if (jobRunning || !jobList.hasWaitingJobs()) {
         ZoJobList::log("no job to be run\n");
-        answer(fd, "error");
+        reply(fd, ZoProtocol::REPLY_ERROR);
         return;
     }
     UtHandle<ZoJob> job;
     const bool namesJob = tokens.hasMoreTokens();
     if (namesJob && !(job = findJob(tokens))) {
-        answer(fd, "error");
+        reply(fd, ZoProtocol::REPLY_ERROR);
         return;
     }
     if (startJob(fd, job) != 1) {
-        answer(fd, "error");
+        reply(fd, ZoProtocol::REPLY_ERROR);
         return;
     }
     jobRunning = 1;
     if (!namesJob)
         runAll = 1;
-    answer(fd, "ok");
+    reply(fd, ZoProtocol::REPLY_OK);
 }
 
 void ZoJobServer::kill(int fd)
 {
     if (!jobList.isRunning()) {
-        answer(fd, "error");
+        reply(fd, ZoProtocol::REPLY_ERROR);
         return;
     }
     jobList.kill();
     jobRunning = jobList.isRunning();
-    answer(fd, jobRunning ? "error" : "ok");
+    reply(fd, jobRunning ? ZoProtocol::REPLY_ERROR : ZoProtocol::REPLY_OK);
 }
 
 void ZoJobServer::status(int fd)
 {
     if (jobRunning)
-        answer(fd, "running");
+        reply(fd, ZoProtocol::REPLY_RUNNING);
     else
-        answer(fd, jobList.hasWaitingJobs() ? "waiting" : "done");
-}
-
-/// Appends the job's line of the list.
-static void appendLine(UtString& text, const ZoJob* job)
-{
-    zoAppendNumber(text, job->state);
-    for (const UtString* quoted : { &job->command, &job->description }) {
-        text.appendText(" \"", 2);
-        text.appendText(*quoted, quoted->length());
-        text.appendText("\"", 1);
-    }
-    text.appendText(" ", 1);
-    text.appendText(job->directory, job->directory.length());
-    for (const long long number :
-         { job->id, job->startTime, job->endTime, (long long)job->reserved }) {
-        text.appendText(" ", 1);
-        zoAppendNumber(text, number);
-    }
-    text.appendText("\n", 1);
+        reply(fd, jobList.hasWaitingJobs() ? ZoProtocol::REPLY_WAITING : ZoProtocol::REPLY_DONE);
 }
 
 void ZoJobServer::list(int fd)
 {
-    // A reader that stands still is waited for once, not once a job.
-    int result = answer(fd, "%d\n", (int)jobList.jobs.size());
     const long count = jobList.jobs.size();
     UtString text;
+    ZoProtocol::writeCount(text, count);
+    int result = answer(fd, "%s", (const char*)text);
+    text = "";
+    // A reader that stands still is waited for once, not for each job.
     for (long i = 0; i < count && result == 0; ++i) {
-        appendLine(text, jobList.jobs[i]);
+        ZoProtocol::writeJob(text, jobList.jobs[i]);
         if (text.length() < LIST_PIECE && i + 1 < count)
             continue;
         result = answer(fd, "%s", (const char*)text);
@@ -154,10 +138,10 @@ void ZoJobServer::list(int fd)
 void ZoJobServer::done(int fd)
 {
     if (jobRunning) {
-        answer(fd, "ok");
+        reply(fd, ZoProtocol::REPLY_OK);
     } else {
         ZoJobList::log("error in done()\n");
-        answer(fd, "error");
+        reply(fd, ZoProtocol::REPLY_ERROR);
     }
     goOn(fd);
 }
@@ -177,7 +161,7 @@ void ZoJobServer::goOn(int fd)
 void ZoJobServer::quit(int fd)
 {
     terminate = 1;
-    answer(fd, "ok");
+    reply(fd, ZoProtocol::REPLY_OK);
 }
 
 /// Writes the formatted text and, unless it has one, a line end. Returns 0 or -1.
@@ -199,6 +183,11 @@ int ZoJobServer::answer(int fd, const char* format, ...)
     const int result = sendLine(fd, format, arguments);
     va_end(arguments);
     return result;
+}
+
+void ZoJobServer::reply(int fd, int words)
+{
+    answer(fd, "%s", ZoProtocol::replyText((ZoProtocol::Reply)words));
 }
 
 void ZoJobServer::send(int toPort, const char* format, ...)

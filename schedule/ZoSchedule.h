@@ -15,8 +15,10 @@
 ///     if (fd >= 0)
 ///         close(fd);
 
-/// Connects to the job server on port 7160 of `host`; null is this machine. When nobody answers
-/// there and the host is null or this machine's official name (no alias, not "localhost"), starts
+/// Connects to the job server of `host`; null is this machine. The port is the usual one, unless
+/// the variable JOB_PORT names another (1 to 65535). On this machine whoever listens there must be
+/// this user or root: another user's listener learns nothing, and the result is -1. When nobody
+/// answers and the host is null or this machine's official name (no alias, not "localhost"), starts
 /// the server with the launcher "bin/start" under `rootDirectory` (at most 245 characters) and
 /// waits up to 10 seconds for it; this is tried again at most once in 11 seconds. `third` is not
 /// used; `fourth` must not be null. Returns a connected descriptor, which the caller closes

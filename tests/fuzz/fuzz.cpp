@@ -6,6 +6,7 @@
 // functions below stand in for libc's, and outside of script/fuzz's sandbox the program refuses.
 
 #include "schedule/ZoJobServer.h"
+#include "schedule/ZoProtocol.h"
 #include "schedule/ZoSchedule.h"
 
 #include <algorithm>
@@ -128,9 +129,8 @@ static std::string show(const Jobs& jobs)
 /// Whether the reply is one that the protocol knows.
 static bool isReply(const std::string& reply)
 {
-    static const std::string words = "\nok\nerror\nunknown command\nrunning\nwaiting\ndone\n";
     const long lines = std::count(reply.begin(), reply.end(), '\n');
-    const bool isWord = lines == 1 && words.find("\n" + reply) != words.npos;
+    const bool isWord = lines == 1 && ZoProtocol::readReply(reply.c_str()) != ZoProtocol::NO_REPLY;
     return isWord || (reply[0] >= '0' && lines == ::atol(reply.c_str()) + 1);
 }
 
@@ -150,8 +150,8 @@ static void fuzzRequest(ZoJobServer& server, const std::string& input)
 /// Whether a list line can carry the job: it has no escapes.
 static bool isCarried(const ZoJob& job)
 {
-    return !::strpbrk(job.command, "\"\n") && !::strpbrk(job.description, "\"\n") &&
-           !::strpbrk(job.directory, "\" \t\n\v\f\r") && job.directory.length() > 0;
+    return ZoProtocol::canQuote(job.command) && ZoProtocol::canQuote(job.description) &&
+           ZoProtocol::canBeBare(job.directory) && job.directory.length() > 0;
 }
 
 static void fuzzList(ZoJobServer& server, const std::string& input)

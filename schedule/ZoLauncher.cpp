@@ -1,0 +1,63 @@
+#include "schedule/ZoLauncher.h"
+
+#include "schedule/ZoProcess.h"
+#include "utlib/UtDArray.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+static const long PATH_BUFFER = 256;
+static const int SIGNALLED = 128;  // added to a signal's number, as a shell does
+
+static UtDArray<int> theLaunchers;  ///< process ids of launchers whose ends are not collected yet
+
+/// Becomes the launcher. Only calls that are safe after fork in a process with threads.
+[[noreturn]] static void becomeServer(const char* launcher, const char* port)
+{
+    ::setsid();  // fails only for the leader of a group, which a forked child is not
+    ZoProcess::resetSignals();
+    const int null = ::open("/dev/null", O_RDWR);
+    for (int fd = STDIN_FILENO; null >= 0 && fd <= STDERR_FILENO; ++fd)
+        ::dup2(null, fd);  // a pipe held open would make its reader wait for the server's end
+    ZoProcess::closeDescriptorsOnExec();
+    ::execl(launcher, launcher, "-jobserver", port, (char*)nullptr);
+    ::_exit(ZoLauncher::NOT_EXECUTABLE);
+}
+
+int ZoLauncher::start(const char* rootDirectory, int port)
+{
+    char launcher[PATH_BUFFER], portText[PATH_BUFFER];
+    const int n =
+        ::snprintf(launcher, sizeof launcher, "%s/bin/start", rootDirectory ? rootDirectory : "");
+    if (n < 0 || n >= (int)sizeof launcher)
+        return -1;
+    ::snprintf(portText, sizeof portText, "%d", port);
+    const pid_t pid = ::fork();
+    if (pid == 0)
+        becomeServer(launcher, portText);
+    if (pid > 0)
+        theLaunchers.append(pid);
+    return pid;
+}
+
+int ZoLauncher::statusOf(int launcher)
+{
+    for (long i = 0; i < theLaunchers.size(); ++i) {
+        if (theLaunchers[i] != launcher)
+            continue;
+        int status = 0;
+        if (::waitpid(launcher, &status, WNOHANG) == 0)
+            return STILL_RUNS;
+        theLaunchers.remove(i, 1);
+        return WIFSIGNALED(status) ? SIGNALLED + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+    return 0;  // collected before
+}
+
+void ZoLauncher::collect()
+{
+    for (long i = theLaunchers.size() - 1; i >= 0; --i)
+        statusOf(theLaunchers[i]);
+}
