@@ -1,54 +1,45 @@
 #ifndef JOBDIRECTORY_H
 #define JOBDIRECTORY_H
 
-#include "schedule/ZoJob.h"
+#include "jobs/Job.h"
 
 #include <string>
 
-/// The directory that a submission makes for its job, with the script in it. It disappears with the
-/// object unless `keep` has been set: a submission that fails leaves nothing behind.
-class PrivateDirectory
+/// The directory of a job in the queue, and what its script left there. Of a job that another
+/// application submitted nothing but the output is known: the questions say so.
+class JobDirectory
 {
 public:
-    /// What the queue's record of such a job holds as its command.
+    /// What the queue's record of a job holds as its command when the job was made here (see
+    /// NewJobDirectory): the real command is in the script.
     static const char* const COMMAND;
 
-    std::string path;
-    bool keep = false;
+    explicit JobDirectory(const Job& itsJob) : job(itsJob) {}
 
-    /// Makes a fresh directory, mode 0700, under $XDG_STATE_HOME/zojob, or under /var/tmp when that
-    /// path holds what a request cannot carry. Throws Failure.
-    PrivateDirectory();
-    ~PrivateDirectory();
-    PrivateDirectory(const PrivateDirectory&) = delete;
-    PrivateDirectory& operator=(const PrivateDirectory&) = delete;
+    /// Whether the job was submitted with a script of ours, as far as the queue's record tells.
+    bool hasScript() const { return job.command == COMMAND; }
 
-    /// Writes the job: the caller's umask and environment, then `body` in `workDirectory`. A body
-    /// that names its own interpreter in its first line ("#!") is run by that one. Throws Failure.
-    void writeJob(const std::string& body, const std::string& workDirectory) const;
-
-    /// Whether zojob made the job's directory: it is this user's, and its script says so.
-    static bool isOurs(const ZoJob& job);
-
-    /// Notes in the directory of a job of ours that its id was told as its name, and asks for that.
-    static void ownId(const ZoJob& job);
-    static bool ownsId(const ZoJob& job);
+    /// Whether the directory was made for this job and holds nothing of its user's: it is this
+    /// user's, and the script in it says so.
+    bool isOurs() const;
 
     /// The whole script of a job of ours; empty when it cannot be read.
-    static std::string script(const ZoJob& job);
+    std::string script() const;
 
-    /// The status that the job ended with: of a killed one 128 + SIGTERM; -1 when it has not ended,
-    /// or when nobody recorded the status, as with jobs of other applications.
-    static int exitStatus(const ZoJob& job);
+    /// Where the output is, once the job has been started.
+    std::string logPath() const { return job.directory + "/log"; }
 
-    /// Whether the job's command has returned with its status recorded.
-    static bool hasReturned(const ZoJob& job);
+    /// The status that the job's shell has recorded; -1 while it has not, or not whole.
+    int recordedStatus() const;
 
-    /// Whether the job's script has been started on this machine and its process is gone.
-    static bool isGone(const ZoJob& job);
+    /// Notes that the job's id was told as its name, and asks for that.
+    void nameById() const;
+    bool isNamedById() const;
 
 private:
-    void writeFile(const std::string& name, const std::string& text) const;
+    std::string path(const char* file) const { return job.directory + "/" + file; }
+
+    const Job& job;
 };
 
 #endif

@@ -1,80 +1,60 @@
 #include "jobs/JobName.h"
 
 #include "jobs/JobDirectory.h"
-#include "zojob/Report.h"
-#include "zojob/view/Text.h"
+#include "jobs/JobError.h"
 
 #include <algorithm>
 #include <unordered_map>
 
-const int STATES[4] = { ZoJob::WAITING, ZoJob::RUNNING, ZoJob::DONE, ZoJob::KILLED };
-const char* const STATE_NAMES[4] = { "waiting", "running", "done", "killed" };
-
 static const std::size_t MAX_CANDIDATES = 6;  // shown of an ambiguous name
 
-std::string stateName(const ZoJob& job)
+static std::string fullName(const Job& job)
 {
-    for (int i = 0; i < 4; ++i)
-        if (STATES[i] == job.state)
-            return STATE_NAMES[i];
-    return std::to_string(job.state);
-}
-
-static std::string fullName(const ZoJob& job)
-{
-    return std::to_string(job.id) + ":" + str(job.directory);
+    return std::to_string(job.id) + ":" + job.directory;
 }
 
 /// How many jobs have each id.
-static std::unordered_map<long long, int> countIds(const Jobs& jobs)
+static std::unordered_map<long long, int> countIds(const Queue& queue)
 {
     std::unordered_map<long long, int> counts;
-    for (const JobHandle& job : jobs)
-        ++counts[job->id];
+    for (const Job& job : queue.jobs)
+        ++counts[job.id];
     return counts;
 }
 
-std::vector<std::string> jobNames(const Jobs& jobs)
+std::vector<std::string> jobNames(const Queue& queue)
 {
-    const auto sharing = countIds(jobs);
+    const auto sharing = countIds(queue);
     std::unordered_map<long long, int> seen;
     std::vector<std::string> names;
-    for (const JobHandle& job : jobs) {
-        const bool first = ++seen[job->id] == 1;
-        const bool alone = sharing.at(job->id) == 1;
-        const bool byId = alone || (first && PrivateDirectory::ownsId(*job));
-        names.push_back(byId ? std::to_string(job->id) : fullName(*job));
+    names.reserve(queue.jobs.size());
+    for (const Job& job : queue.jobs) {
+        const bool isFirst = ++seen[job.id] == 1;
+        const bool isAlone = sharing.at(job.id) == 1;
+        const bool byId = isAlone || (isFirst && JobDirectory(job).isNamedById());
+        names.push_back(byId ? std::to_string(job.id) : fullName(job));
     }
     return names;
 }
 
-std::string jobName(const Jobs& jobs, const ZoJob& job)
+std::string jobName(const Queue& queue, const Job& job)
 {
-    Jobs sharing;
-    for (const JobHandle& other : jobs)
-        if (other->id == job.id)
-            sharing.push_back(other);
+    Queue sharing;
+    std::copy_if(queue.jobs.begin(), queue.jobs.end(), std::back_inserter(sharing.jobs),
+                 [&job](const Job& other) { return other.id == job.id; });
     const std::vector<std::string> names = jobNames(sharing);
-    for (std::size_t i = 0; i < sharing.size(); ++i)
-        if (sharing[i]->directory == job.directory)
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (sharing.jobs[i].isSame(job))
             return names[i];
     return fullName(job);
 }
 
-std::string nameSubmitted(const Jobs& jobs, const ZoJob& job)
+std::string nameSubmitted(const Queue& queue, const Job& job)
 {
-    if (countIds(jobs).at(job.id) > 1)
+    if (countIds(queue)[job.id] > 1)
         return fullName(job);
-    PrivateDirectory::ownId(job);
+    JobDirectory(job).nameById();
     return std::to_string(job.id);
-}
-
-JobHandle sameJob(const Jobs& jobs, const ZoJob& job)
-{
-    for (const JobHandle& other : jobs)
-        if (other->id == job.id && other->directory == job.directory)
-            return other;
-    return JobHandle();
 }
 
 static bool endsWith(const std::string& text, const std::string& end)
@@ -84,40 +64,41 @@ static bool endsWith(const std::string& text, const std::string& end)
 }
 
 /// The jobs that a name may mean. A whole id is never taken for the end of a longer one.
-static Jobs candidates(const Jobs& jobs, const std::string& name)
+static std::vector<const Job*> candidates(const Queue& queue, const std::string& name)
 {
-    Jobs whole, ends;
-    for (const JobHandle& job : jobs) {
-        const std::string id = std::to_string(job->id);
-        if (name == id || name == fullName(*job))
-            whole.push_back(job);
+    std::vector<const Job*> whole, ends;
+    for (const Job& job : queue.jobs) {
+        const std::string id = std::to_string(job.id);
+        if (name == id || name == fullName(job))
+            whole.push_back(&job);
         else if (endsWith(id, name))
-            ends.push_back(job);
+            ends.push_back(&job);
     }
     return whole.empty() ? ends : whole;
 }
 
-JobHandle findJob(const Jobs& jobs, const std::string& name)
+const Job& findJob(const Queue& queue, const std::string& name)
 {
-    if (name == "last" && !jobs.empty())
-        return jobs.back();
-    const Jobs found = name.empty() ? Jobs() : candidates(jobs, name);
-    if (found.size() == 1 || (!found.empty() && jobName(jobs, *found[0]) == name))
-        return found[0];
+    if (name == "last" && !queue.jobs.empty())
+        return queue.jobs.back();
+    const auto found = name.empty() ? std::vector<const Job*>() : candidates(queue, name);
+    if (found.size() == 1 || (!found.empty() && jobName(queue, *found[0]) == name))
+        return *found[0];
     if (found.empty())
-        throw Failure{ REFUSED, "no job is named '" + name + "': 'zojob list' shows them" };
+        throw JobError(JobError::NOT_FOUND, "no job is named '" + name + "'");
     std::string text = "'" + name + "' may be any of " + std::to_string(found.size()) + " jobs:";
     for (std::size_t i = 0; i < found.size() && i < MAX_CANDIDATES; ++i)
-        text += " " + jobName(jobs, *found[i]);
-    throw Failure{ REFUSED, text + (found.size() > MAX_CANDIDATES ? " ..." : "") };
+        text += " " + jobName(queue, *found[i]);
+    throw JobError(JobError::AMBIGUOUS, text + (found.size() > MAX_CANDIDATES ? " ..." : ""));
 }
 
-Jobs findJobs(const Jobs& jobs, const std::vector<std::string>& names)
+std::vector<Job> findJobs(const Queue& queue, const std::vector<std::string>& names)
 {
-    Jobs found;
+    std::vector<Job> found;
     for (const std::string& name : names) {
-        const JobHandle job = findJob(jobs, name);
-        if (!sameJob(found, *job))
+        const Job& job = findJob(queue, name);
+        const auto same = [&job](const Job& other) { return other.isSame(job); };
+        if (std::none_of(found.begin(), found.end(), same))
             found.push_back(job);
     }
     return found;

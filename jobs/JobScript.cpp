@@ -1,12 +1,12 @@
 #include "jobs/JobScript.h"
 
-#include "zojob/view/Text.h"
+#include "jobs/Submission.h"
+#include "jobs/Text.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
-#include <sys/stat.h>
-#include <unistd.h>
 
 static const std::size_t MAX_DESCRIPTION = 400;  // characters; more helps nobody in a list
 
@@ -34,22 +34,15 @@ static std::size_t exportedName(const char* entry)
     return n;
 }
 
-static std::string exports()
+static std::string exports(const std::vector<std::string>& environment)
 {
     std::string text;
-    for (char** entry = environ; entry && *entry; ++entry) {
-        const std::size_t n = exportedName(*entry);
+    for (const std::string& entry : environment) {
+        const std::size_t n = exportedName(entry.c_str());
         if (n > 0)
-            text += "export " + std::string(*entry, n + 1) + shellQuoted(*entry + n + 1) + "\n";
+            text += "export " + entry.substr(0, n + 1) + shellQuoted(entry.substr(n + 1)) + "\n";
     }
     return text;
-}
-
-static mode_t currentUmask()
-{
-    const mode_t mask = ::umask(077);
-    ::umask(mask);
-    return mask;
 }
 
 std::string scriptStart(const std::string& directory)
@@ -57,16 +50,17 @@ std::string scriptStart(const std::string& directory)
     return "#!/bin/sh\n# made by zojob for " + directory + "\n";
 }
 
-std::string makeScript(const std::string& directory, const std::string& workDirectory,
+std::string scriptText(const std::string& directory, const Submission& submission,
                        const std::string& body)
 {
     char mask[32];
-    std::snprintf(mask, sizeof mask, "umask %04o\n", (unsigned)currentUmask());
-    const std::string sorry = "zojob: cannot enter " + workDirectory + ": the command was not run";
+    std::snprintf(mask, sizeof mask, "umask %04o\n", submission.umask);
+    const std::string sorry =
+        "zojob: cannot enter " + submission.directory + ": the command was not run";
     // The server's own environment is that of whoever happened to start it: the job begins without.
-    return scriptStart(directory) + "[ \"$1\" = - ] || exec env -i sh job -\n" +
-           "shift\necho $$ >pid\n" + mask + "cd " + shellQuoted(workDirectory) +
-           " || { printf '%s\\n' " + shellQuoted(sorry) + " >&2; exit 125; }\n" + exports() + "\n" +
+    return scriptStart(directory) + "[ \"$1\" = - ] || exec env -i sh job -\nshift\n" + mask +
+           "cd " + shellQuoted(submission.directory) + " || { printf '%s\\n' " +
+           shellQuoted(sorry) + " >&2; exit 125; }\n" + exports(submission.environment) + "\n" +
            body + "\n";
 }
 
@@ -97,4 +91,17 @@ std::string describe(const std::vector<std::string>& words)
     for (const std::string& word : words)
         text += (text.empty() ? "" : " ") + shellWord(word);
     return describe(text);
+}
+
+std::string firstLine(const std::string& script)
+{
+    std::size_t start = 0;
+    while (start < script.size()) {
+        const std::size_t end = std::min(script.find('\n', start), script.size());
+        const std::size_t word = script.find_first_not_of(" \t", start);
+        if (word < end && script[word] != '#')
+            return script.substr(word, end - word);
+        start = end + 1;
+    }
+    return "script";
 }

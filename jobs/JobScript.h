@@ -4,12 +4,17 @@
 #include <string>
 #include <vector>
 
-/// How every script of zojob begins; names the directory it was made for, so that a copy of it
-/// elsewhere is not taken for zojob's.
+class Submission;
+
+// The text of a job's script, and the texts that stand for a command.
+
+/// How every script begins; names the directory it was made for, so that a copy of it elsewhere is
+/// not taken for a job's.
 std::string scriptStart(const std::string& directory);
 
-/// The text of a job's script, for `sh job` in `directory`.
-std::string makeScript(const std::string& directory, const std::string& workDirectory,
+/// The script of a job, for `sh job` in `directory`: the submission's umask, environment and
+/// directory, then `body`.
+std::string scriptText(const std::string& directory, const Submission& submission,
                        const std::string& body);
 
 /// The shell text of a command as it was given: one word is shell text itself, several are exactly
@@ -22,5 +27,8 @@ std::string describe(const std::string& text);
 
 /// The same for a command.
 std::string describe(const std::vector<std::string>& words);
+
+/// The first line of a script that does something; "script" when none does.
+std::string firstLine(const std::string& script);
 
 #endif

@@ -1,73 +1,62 @@
 #ifndef JOBWATCH_H
 #define JOBWATCH_H
 
-#include "jobs/Server.h"
+#include "jobs/QueueWatch.h"
 
 #include <string>
 #include <vector>
 
-/// Follows jobs until they have ended, by asking the server again and again. The server may end and
-/// come back meanwhile; the jobs do not depend on it.
-class Watch
+/// Follows jobs until they have ended. The server may end and come back meanwhile: the jobs do not
+/// depend on it. Only where the process of a running job has gone without a word, so that nobody
+/// but a server can end its record, one is started.
+///
+///     JobWatch watch(server);
+///     watch.follow(findJobs(watch.queue, names));
+///     for (; !watch.allEnded(); watch.wait(1))
+///         watch.look();
+class JobWatch
 {
 public:
     struct Target {
-        JobHandle job;  ///< as last heard of
-        std::string name;
-        bool ended = false;
-        bool removed = false;  ///< ended, for whoever waits
-        int misses = 0;        ///< lists in a row without the job
-        int sign = 0;          ///< how far its own files show its end; 2: its status is there
+        Job job;           ///< as last seen in the queue
+        std::string name;  ///< as it was when it was first followed
+        bool hasEnded = false;
+        bool wasRemoved = false;  ///< before it ended, so that nobody will know how
     };
 
     std::vector<Target> targets;
-    Jobs queue;  ///< as last heard of
+    Queue queue;  ///< as last seen
 
-    Watch(const Server& server, const Jobs& queue, const Jobs& jobs);
+    /// Looks at the queue for the first time. The server must live as long as the object. Throws
+    /// JobError.
+    explicit JobWatch(const Server& server);
 
-    /// Asks once and brings the targets up to date. Throws Failure when there has been no server
-    /// for too long.
-    void poll();
+    /// Follows these jobs as well, in the state that the queue has them in.
+    void follow(const std::vector<Job>& jobs);
+
+    /// Looks at the queue if it may have changed, and brings the targets up to date. Throws
+    /// JobError, for another machine only when its server has been away for half a minute.
+    void look();
 
     bool allEnded() const;
 
-    /// A target is waiting, and no job has been running for some polls: nothing will ever run it.
+    /// A target waits, and no job has been running for longer than a server takes from one job to
+    /// the next: nothing will ever run it.
     bool isStuck() const;
 
-    /// Sleeps until the next poll is due, at most `limit` seconds.
-    void pause(double limit);
-
-    /// Says once, on standard error, that nothing will ever run a target.
-    void noteStuck();
+    /// Sleeps until there may be something new, at most so many seconds.
+    void wait(double seconds) { watch.wait(seconds); }
 
 private:
-    bool askServer();
-    double patience() const;
-    void noteChange();
-    void update(Target& target, bool fresh);
+    bool readQueue();
+    void update(Target& target);
+    void endAbandoned();
 
-    const Server& server;
-    double interval;    // seconds to the next poll
-    double reached;     // when the server answered last
-    double changed;     // when a target changed last
-    bool lost = false;  // no server answered the last time
-    int idle = 0;       // lists in a row that showed no running job
-    bool noted = false;
+    QueueWatch watch;
+    double readAt = 0;          // when the queue was last read
+    double ranAt = 0;           // when a job was last seen running
+    double abandonedSince = 0;  // 0: no job is
+    bool isLost = false;        // nobody answered the last time
 };
-
-/// Waits until the jobs have ended and returns the highest of their statuses. With `run`, runs the
-/// waiting jobs whenever the server has stopped doing so before these have ended. After `timeout`
-/// seconds, unless it is negative, the result is TIMED_OUT.
-int waitForJobs(const Server& server, const Jobs& queue, const Jobs& jobs, bool run,
-                double timeout);
-
-/// Seconds of a clock that is never set.
-double secondsNow();
-
-void sleepSeconds(double seconds);
-
-/// From now on Ctrl-C ends the process with INTERRUPTED after saying that the jobs go on; unless it
-/// is ignored, as in a background command of a script.
-void announceInterrupt(const std::vector<Watch::Target>& targets);
 
 #endif

@@ -1,7 +1,8 @@
 #include "jobs/Server.h"
 
+#include "jobs/JobError.h"
+#include "schedule/ZoSchedule.h"
 #include "utlib/UtSocket.h"
-#include "zojob/Report.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -19,22 +20,6 @@ static const char* const LAUNCHER = "/bin/start";
 static const char* const NOWHERE = "/dev/null";        // holds no launcher, ever
 static const char* const WHITE_SPACE = " \t\n\v\f\r";  // what the library drops around a name
 
-/// Closes the connection of one request whichever way the request ends.
-class Connection
-{
-public:
-    explicit Connection(int descriptor) : fd(descriptor) {}
-    ~Connection()
-    {
-        if (fd >= 0)
-            UtSocket::close(fd);
-    }
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-
-    const int fd;
-};
-
 /// The name that every request begins with, by the client library's rule.
 static std::string userName()
 {
@@ -46,19 +31,21 @@ static std::string userName()
     return name.empty() ? "user" : name;
 }
 
-JobHandle runningJob(const Jobs& jobs)
+Server::Connection::~Connection()
 {
-    for (const JobHandle& job : jobs)
-        if (job->state == ZoJob::RUNNING)
-            return job;
-    return JobHandle();
+    if (fd >= 0)
+        UtSocket::close(fd);
 }
 
-Server::Server(const Options& options, Start start) : host(options.host), root(options.root)
+bool Server::Connection::submit(const char* command, const std::string& description,
+                                const std::string& directory)
 {
-    mayStart = start == START;
-    if (!mayStart)
-        root = NOWHERE;
+    return ZoScheduleJobSubmit(fd, command, description.c_str(), directory.c_str()) == 0;
+}
+
+Server::Server(const std::string& itsHost, const std::string& itsRoot, Start start)
+    : host(itsHost), root(start == START ? itsRoot : NOWHERE), mayStart(start == START)
+{
 }
 
 const char* Server::hostName() const
@@ -66,12 +53,17 @@ const char* Server::hostName() const
     return host.empty() ? nullptr : host.c_str();
 }
 
-int Server::open() const
+std::string Server::launcher() const
 {
-    const int fd = connect();
+    return root + LAUNCHER;
+}
+
+Server::Connection Server::connect() const
+{
+    const int fd = tryConnect();
     if (fd < 0)
-        fail();
-    return fd;
+        throwNotServed();
+    return Connection(fd);
 }
 
 /// The reply to a request for which the client library has no function, without its line end; empty
@@ -95,40 +87,40 @@ Server::Presence Server::presence() const
     return reply == "running" || reply == "waiting" || reply == "done" ? OURS : REFUSING;
 }
 
-/// Like open(), but -1 when there is no connection.
-int Server::connect() const
+/// Like connect(), but -1 when there is no connection.
+int Server::tryConnect() const
 {
     // The client library would wait ten seconds for a launcher that is not there.
-    const bool canStart = ::access((root + LAUNCHER).c_str(), X_OK) == 0;
+    const bool canStart = ::access(launcher().c_str(), X_OK) == 0;
     if (!canStart && presence() == NONE)
         return -1;
     return ZoScheduleOpen(hostName(), root.c_str(), "", "");
 }
 
-void Server::fail() const
+void Server::throwNotServed() const
 {
     const std::string where = host.empty() ? "this machine" : host;
     const std::string port = "port " + std::to_string(PORT);
     if (presence() == REFUSING)
-        throw Failure{ REFUSED, "the server on " + port + " of " + where +
-                                    " refuses you: it belongs to another user, or takes "
-                                    "requests only from its own machine" };
+        throw JobError(JobError::FOREIGN_SERVER,
+                       "the server on " + port + " of " + where +
+                           " refuses you: it belongs to another user, or takes requests only "
+                           "from its own machine");
     if (!host.empty())
-        throw Failure{ NO_SERVER, "no server answers on " + port + " of " + host +
-                                      ", and only that machine can start one: call zojob there" };
+        throw JobError(JobError::NO_SERVER,
+                       "no server answers on " + port + " of " + host +
+                           ", and one can be started only on that machine itself");
     if (!mayStart)
-        throw Failure{ NO_SERVER, "no server is running" };
-    const std::string launcher = root + LAUNCHER;
+        throw JobError(JobError::NO_SERVER, "no server is running");
     if (root.size() > MAX_ROOT)
-        throw Failure{ NO_SERVER, "no server is running, and the path of " + launcher +
-                                      " is too long to start one: install it elsewhere" };
-    if (::access(launcher.c_str(), X_OK) != 0)
-        throw Failure{ NO_SERVER,
-                       withReason("no server is running, and " + launcher + " cannot start one") +
-                           "; name the installation directory with --root" };
-    throw Failure{ NO_SERVER, "the server that " + launcher +
-                                  " should start does not answer: see what '" + launcher +
-                                  " -jobserver " + std::to_string(PORT) + "' says" };
+        throw JobError(JobError::NO_SERVER, "no server is running, and the path of " + launcher() +
+                                                " is too long to start one: install it elsewhere");
+    if (::access(launcher().c_str(), X_OK) != 0)
+        throw JobError(JobError::NO_LAUNCHER,
+                       withReason("no server is running, and " + launcher() + " cannot start one"));
+    throw JobError(JobError::SILENT_SERVER,
+                   "the server that " + launcher() + " should start does not answer: see what '" +
+                       launcher() + " -jobserver " + std::to_string(PORT) + "' says");
 }
 
 /// Whether the server has closed the connection in order, as it does after a whole reply.
@@ -139,50 +131,49 @@ static bool isClosedInOrder(int fd)
     return ::poll(&end, 1, CLOSING) > 0 && ::recv(fd, &rest, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
 }
 
-bool Server::tryList(Jobs& jobs) const
+Queue Server::list() const
 {
-    const int fd = connect();
+    const int fd = tryConnect();
     if (fd < 0)
-        return false;
+        throwNotServed();
     // The client library closes its connection, and does not tell a broken reply from a short list.
     const Connection copy(::fcntl(fd, F_DUPFD_CLOEXEC, 0));
-    UtDArray<JobHandle> answered;
+    UtDArray<UtHandle<ZoJob>> answered;
     ZoScheduleJobList(fd, answered);
     if (!isClosedInOrder(copy.fd) || (answered.size() == 0 && presence() != OURS))
-        return false;
-    jobs.clear();
+        throwNotServed();
+    Queue queue;
     for (long i = 0; i < answered.size(); ++i)
-        jobs.push_back(answered[i]);
-    return true;
+        queue.jobs.push_back(Job(*answered[i]));
+    return queue;
 }
 
-Jobs Server::list() const
+bool Server::run() const
 {
-    Jobs jobs;
-    if (!tryList(jobs))
-        fail();
-    return jobs;
+    const Connection connection = connect();
+    return ZoScheduleJobRun(connection.fd, nullptr) == 0;
 }
 
-bool Server::run(const JobHandle& job) const
+bool Server::run(const Job& job) const
 {
-    const Connection connection(open());
-    return ZoScheduleJobRun(connection.fd, job) == 0;
+    const Connection connection = connect();
+    return ZoScheduleJobRun(connection.fd, job.record()) == 0;
 }
 
 bool Server::kill() const
 {
-    const Connection connection(open());
+    const Connection connection = connect();
     return ZoScheduleJobKill(connection.fd) == 0;
 }
 
-bool Server::remove(const JobHandle& job) const
+bool Server::remove(const Job& job) const
 {
-    const Connection connection(open());
-    return ZoScheduleJobRemove(connection.fd, job) == 0;
+    const Connection connection = connect();
+    return ZoScheduleJobRemove(connection.fd, job.record()) == 0;
 }
 
-bool Server::quit() const
+void Server::quit() const
 {
-    return ask("quit") == "ok";
+    if (ask("quit") != "ok")
+        throwNotServed();
 }

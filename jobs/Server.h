@@ -1,19 +1,14 @@
 #ifndef SERVER_H
 #define SERVER_H
 
-#include "schedule/ZoSchedule.h"
-
-#include "zojob/Options.h"
+#include "jobs/Queue.h"
 
 #include <string>
-#include <vector>
 
-using JobHandle = UtHandle<ZoJob>;
-using Jobs = std::vector<JobHandle>;  ///< in queue order
-
-/// The job server as the commands talk to it. Every call makes a connection of its own. A server
-/// that cannot be reached, or that refuses this user, is a Failure; a request that the server
-/// refuses is the result false.
+/// The job server as people's programs ask it: every question and request is one connection, and
+/// nothing is kept open. Reading the queue of this machine needs none of this (see QueueWatch.h).
+/// A server that cannot be reached, or that refuses this user, is a JobError; a request that the
+/// server refuses is the result false.
 class Server
 {
 public:
@@ -21,42 +16,61 @@ public:
 
     enum Start { START, NEVER_START };
 
-    /// With NEVER_START no call makes the client library start a server.
-    explicit Server(const Options& options, Start start = START);
+    /// One request's connection, for what must not wait for a server any more.
+    class Connection
+    {
+    public:
+        explicit Connection(int descriptor) : fd(descriptor) {}
+        Connection(Connection&& other) noexcept : fd(other.fd) { other.fd = -1; }
+        Connection& operator=(Connection&&) = delete;
+        ~Connection();
 
-    /// A connection for one request, which the caller closes.
-    int open() const;
+        bool submit(const char* command, const std::string& description,
+                    const std::string& directory);
 
-    /// Who answers, if anybody. Starts nothing whatever the object allows.
+        int fd;  ///< -1: none
+    };
+
+    const std::string host;  ///< empty: this machine
+    const std::string root;  ///< the installation directory whose bin/start starts a server
+
+    /// With NEVER_START no call starts a server.
+    Server(const std::string& itsHost, const std::string& itsRoot, Start start = START);
+
+    bool isThisMachine() const { return host.empty(); }
+
+    /// Who answers, if anybody. One connection; starts nothing whatever the object allows.
     Presence presence() const;
 
-    /// The queue. False when there is no server just now, or when it did not answer whole.
-    bool tryList(Jobs& jobs) const;
+    /// Connects; starts a server when nobody answers and this object may.
+    Connection connect() const;
 
-    Jobs list() const;
+    /// The queue as the server tells it.
+    Queue list() const;
 
-    /// Runs one job; without one, the waiting jobs one after another.
-    bool run(const JobHandle& job) const;
+    /// Runs the waiting jobs one after another, or this one.
+    bool run() const;
+    bool run(const Job& job) const;
+
+    /// Kills the running job.
     bool kill() const;
-    bool remove(const JobHandle& job) const;
 
-    /// Ends the server; there must be one.
-    bool quit() const;
+    /// Takes the job out of the queue, and deletes its directory with all that it holds.
+    bool remove(const Job& job) const;
 
-    /// Why no connection could be made, and what to do about it.
-    void fail() const;
+    /// Ends the server; there must be one. A running job goes on.
+    void quit() const;
+
+    /// Says why nobody serves us.
+    [[noreturn]] void throwNotServed() const;
 
 private:
     const char* hostName() const;
-    int connect() const;
+    std::string launcher() const;
     std::string ask(const char* request) const;
+    int tryConnect() const;
 
-    std::string host;
-    std::string root;
-    bool mayStart;
+    const bool mayStart;
 };
-
-/// The first running job; a null handle when none is.
-JobHandle runningJob(const Jobs& jobs);
 
 #endif

@@ -1,10 +1,34 @@
 #include "zojob/Report.h"
 
-#include "zojob/view/Text.h"
+#include "jobs/Text.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+struct Answer {
+    JobError::Kind kind;
+    int code;
+    const char* advice;  // behind the sentence
+};
+
+static const Answer ANSWERS[] = {
+    { JobError::INVALID, WRONG_USAGE, "" },
+    { JobError::NOT_FOUND, REFUSED, ": 'zojob list' shows them" },
+    { JobError::REFUSED, REFUSED, ": 'zojob status' shows whether there is one" },
+    { JobError::NO_SERVER, NO_SERVER, "" },
+    { JobError::NO_LAUNCHER, NO_SERVER, "; name the installation directory with --root" },
+    { JobError::SILENT_SERVER, NO_SERVER, "" },
+};
+
+Failure::Failure(const JobError& error) : code(REFUSED), text(error.what())
+{
+    for (const Answer& answer : ANSWERS)
+        if (answer.kind == error.kind) {
+            code = answer.code;
+            text += answer.advice;
+        }
+}
 
 static int firstError = 0;
 
@@ -34,9 +58,4 @@ void note(const std::string& text)
 {
     (void)flushPrinted();  // what failed is found again at the end
     std::fprintf(stderr, "zojob: %s\n", printable(text).c_str());
-}
-
-std::string withReason(const std::string& text)
-{
-    return text + ": " + std::strerror(errno);
 }

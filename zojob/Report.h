@@ -1,6 +1,8 @@
 #ifndef REPORT_H
 #define REPORT_H
 
+#include "jobs/JobError.h"
+
 #include <string>
 
 /// How zojob ends; part of what scripts rely on. `wait` and `submit --wait` end with a job's own
@@ -18,13 +20,15 @@ enum {
 struct Failure {
     int code;
     std::string text;
+
+    Failure(int exitCode, const std::string& line) : code(exitCode), text(line) {}
+
+    /// What jobs/ reports, with what zojob offers against it.
+    Failure(const JobError& error);
 };
 
 /// Writes "zojob: TEXT" and a line end to standard error, after what standard output holds.
 void note(const std::string& text);
-
-/// `text` with the reason that errno gives, as in "cannot write x: No space left on device".
-std::string withReason(const std::string& text);
 
 /// Writes text to standard output. The first failure is kept for the end of the program.
 void print(const std::string& text);

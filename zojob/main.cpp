@@ -36,6 +36,10 @@ static int runProtected(int argc, char** argv)
     } catch (const Failure& failure) {
         note(failure.text);
         return failure.code;
+    } catch (const JobError& error) {
+        const Failure failure(error);
+        note(failure.text);
+        return failure.code;
     } catch (const std::exception& exception) {
         note(std::string("cannot go on: ") + exception.what());
         return REFUSED;
@@ -52,7 +56,7 @@ static int finishOutput(int code)
     return code == DONE_WELL ? REFUSED : code;
 }
 
-static void ignorePipe(int)
+static void ignoreSignal(int)
 {
 }
 
@@ -70,7 +74,9 @@ static void occupyStandard()
 int main(int argc, char** argv)
 {
     occupyStandard();
-    // A handler and not SIG_IGN: a server started from here must not inherit it.
-    std::signal(SIGPIPE, ignorePipe);
+    // What cannot be written is an error to report, not the end of the process. Handlers and not
+    // SIG_IGN: nothing that is started from here must inherit that.
+    std::signal(SIGPIPE, ignoreSignal);
+    std::signal(SIGXFSZ, ignoreSignal);
     return finishOutput(runProtected(argc, argv));
 }

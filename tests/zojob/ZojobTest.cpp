@@ -1,11 +1,14 @@
 // The command at a prompt: what comes out of a job, what it ends with, what it refuses and keeps.
 
 #include "tests/sandbox/TestServer.h"
+#include "utlib/UtServerSocket.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <poll.h>
 #include <random>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -147,6 +150,26 @@ TEST_F(Zojob, WaitOutlivesTheServerAndRunsTheQueueAgain)
     EXPECT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << "the job's own record was enough";
 }
 
+TEST_F(Zojob, EndOfAJobShowsAtOnceWithoutTheServer)
+{
+    const std::string id = Call({ "submit", "-r", "sleep 0.5; exit 3" }).line();
+    Call waiting({ "wait", id });
+    Call listing("exec \"$0\" \"$@\" >listing", { "list", "--watch=60" });
+    const auto lists = [](const char* text) { return holds(Sandbox::read("listing"), text); };
+    ASSERT_TRUE(Sandbox::waitFor([&] { return lists("running"); }));
+    ::kill(server->pid(), SIGSTOP);
+    const auto isRecorded = [] {
+        return Sandbox::read(Sandbox::queueFile()).substr(0, 3) == "12:";
+    };
+    ASSERT_TRUE(Sandbox::waitFor(isRecorded));
+    EXPECT_TRUE(waiting.hasEnded(0.3));
+    EXPECT_TRUE(Sandbox::waitFor([&] { return lists("done   3"); }, 0.3));
+    EXPECT_EQ(3, waiting.end()) << waiting.err();
+    EXPECT_TRUE(holds(Call({ "list" }).out(), "done   3"));
+    ::kill(listing.pid, SIGTERM);
+    ::kill(server->pid(), SIGCONT);
+}
+
 TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
 {
     for (const char* place : { "mine", "theirs", "forged" })
@@ -217,7 +240,8 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
     const std::pair<Words, int> cases[] = {
         { { "status" }, 0 }, { { "list", "--watch=nan" }, 2 },
         { { "remove" }, 2 }, { { "submit", "-C", "/no/such/place", "true" }, 1 },
-        { { "quit" }, 3 },   { { "list", "--root", "/no/such/place" }, 3 },
+        { { "quit" }, 3 },   { { "run", "--root", "/no/such/place" }, 3 },
+        { { "list" }, 0 },
     };
     for (const auto& [words, code] : cases) {
         Call call(words);
@@ -226,7 +250,30 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
         ASSERT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << words[0];
     }
     EXPECT_TRUE(!fs::exists(Sandbox::home() + "/.local")) << "nothing was made for a refused job";
-    EXPECT_EQ(0, Call({ "list" }).end());
+    EXPECT_EQ(1, Call({ "run" }).end()) << "no job waits";
     EXPECT_TRUE(Sandbox::isListening(Sandbox::SCHEDULE_PORT));
     EXPECT_EQ(0, Call({ "quit" }).end());
+}
+
+TEST(ZojobAlone, LooksWithoutAConnection)
+{
+    ASSERT_TRUE(Sandbox::schedulePortIsFree());
+    UtServerSocket silent(0);
+    silent.openSocket(Sandbox::SCHEDULE_PORT, -1, 0);
+    fs::create_directory("place");
+    Sandbox::write("place/.1700000000", "");
+    Sandbox::write("place/log", "printed\n");
+    Sandbox::write(Sandbox::queueFile(), "12:true:seen:" + Sandbox::path("place") +
+                                             ":1700000000:1700000001:1700000002:0:1\n");
+    for (const auto& [words, part] : { std::pair<Words, const char*>({ "list" }, "seen"),
+                                       { { "list", "--names" }, "done seen" },
+                                       { { "show", "last" }, "1700000000" },
+                                       { { "log", "-f", "last" }, "printed" },
+                                       { { "wait", "last" }, "" } }) {
+        Call call(words);
+        EXPECT_EQ(0, call.end()) << words[0] << ": " << call.err();
+        EXPECT_TRUE(holds(call.out(), part)) << words[0] << ": " << call.out();
+    }
+    struct pollfd asked = { silent.descriptor, POLLIN, 0 };
+    EXPECT_EQ(0, ::poll(&asked, 1, 0)) << "somebody asked the server";
 }

@@ -1,9 +1,11 @@
 #ifndef COMMANDS_H
 #define COMMANDS_H
 
+#include "jobs/Server.h"
 #include "zojob/Options.h"
 
-/// One function a command. Each returns the exit code, and throws Failure for what stops it.
+/// One function a command. Each returns the exit code, and throws Failure or JobError for what
+/// stops it.
 int submitCommand(const Options& options);
 int listCommand(const Options& options);
 int runCommand(const Options& options);
@@ -14,5 +16,11 @@ int waitCommand(const Options& options);
 int showCommand(const Options& options);
 int statusCommand(const Options& options);
 int quitCommand(const Options& options);
+
+/// The server that the options mean.
+inline Server serverOf(const Options& options, Server::Start start = Server::START)
+{
+    return Server(options.host, options.root, start);
+}
 
 #endif

@@ -1,17 +1,17 @@
-#include "zojob/command/Commands.h"
-
 #include "jobs/JobName.h"
+#include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
+#include "zojob/command/Commands.h"
 
 int killCommand(const Options& options)
 {
-    const Server server(options);
-    const Jobs jobs = server.list();
-    const JobHandle running = runningJob(jobs);
-    const JobHandle meant = options.jobs.empty() ? running : findJob(jobs, options.jobs[0]);
+    const Server server = serverOf(options);
+    const Queue queue = readQueue(server);
+    const Job* const running = queue.running();
+    const Job* const meant = options.jobs.empty() ? running : &findJob(queue, options.jobs[0]);
     if (!meant)
         throw Failure{ REFUSED, "no job is running" };
-    const std::string name = jobName(jobs, *meant);
+    const std::string name = jobName(queue, *meant);
     if (meant != running)
         throw Failure{ REFUSED, "job " + name + " is " + stateName(*meant) +
                                     ", not running: nothing was killed" };

@@ -1,29 +1,29 @@
-#include "zojob/command/Commands.h"
-
 #include "jobs/JobName.h"
-#include "jobs/JobWatch.h"
+#include "jobs/QueueWatch.h"
+#include "jobs/Text.h"
 #include "zojob/Report.h"
+#include "zojob/command/Commands.h"
+#include "zojob/view/Json.h"
 #include "zojob/view/Table.h"
-#include "zojob/view/Text.h"
 
 #include <algorithm>
 #include <unistd.h>
 
 /// A part of the queue, with the jobs' names in the whole of it.
 struct Selection {
-    Jobs jobs;
+    std::vector<Job> jobs;
     std::vector<std::string> names;
 };
 
-static Selection select(const Jobs& jobs, const Options& options)
+static Selection select(const Queue& queue, const Options& options)
 {
-    const std::vector<std::string> names = jobNames(jobs);
+    const std::vector<std::string> names = jobNames(queue);
     const auto& states = options.states;
     Selection chosen;
-    for (std::size_t i = 0; i < jobs.size(); ++i) {
-        if (!states.empty() && !std::count(states.begin(), states.end(), stateName(*jobs[i])))
+    for (std::size_t i = 0; i < queue.jobs.size(); ++i) {
+        if (!states.empty() && !std::count(states.begin(), states.end(), stateName(queue.jobs[i])))
             continue;
-        chosen.jobs.push_back(jobs[i]);
+        chosen.jobs.push_back(queue.jobs[i]);
         chosen.names.push_back(names[i]);
     }
     const long excess = options.count < 0 ? 0 : (long)chosen.jobs.size() - options.count;
@@ -34,44 +34,57 @@ static Selection select(const Jobs& jobs, const Options& options)
     return chosen;
 }
 
-/// What a shell completes: a name, a tab, a state and a description. Without a server there is
-/// nothing to complete, and nobody to tell.
-static int listNames(const Options& options)
+/// What a shell completes: a name, a tab, a state and a description.
+static void listNames(const Queue& queue, const Options& options)
 {
-    const Server server(options, Server::NEVER_START);
-    if (server.presence() != Server::OURS)
-        return DONE_WELL;
-    const Selection chosen = select(server.list(), options);
+    const Selection chosen = select(queue, options);
     for (std::size_t i = 0; i < chosen.jobs.size(); ++i)
-        print(chosen.names[i] + "\t" + stateName(*chosen.jobs[i]) + " " +
-              printable(str(chosen.jobs[i]->description)) + "\n");
-    return DONE_WELL;
+        print(chosen.names[i] + "\t" + stateName(chosen.jobs[i]) + " " +
+              printable(chosen.jobs[i].description) + "\n");
 }
 
-static void listOnce(const Server& server, const Options& options)
+static void listOnce(const Queue& queue, const Options& options)
 {
-    const Jobs jobs = server.list();
-    const Selection chosen = select(jobs, options);
+    const Selection chosen = select(queue, options);
     if (options.json) {
         writeJsonList(chosen.jobs, chosen.names);
         return;
     }
     writeTable(chosen.jobs, options);
     if (!options.noHeader)
-        print(countText(jobs) + "\n");
+        print(countText(queue) + "\n");
+}
+
+/// Lists again at each change, and when the time is over in which running times grow unseen.
+static int listAgainAndAgain(const Server& server, const Options& options)
+{
+    QueueWatch watch(server);
+    Queue queue;
+    for (double due = 0;;) {
+        if (watch.hasChanged())
+            queue = watch.read();
+        else if (secondsNow() < due) {
+            watch.wait(due - secondsNow());
+            continue;
+        }
+        due = secondsNow() + options.watch;
+        if (::isatty(STDOUT_FILENO))
+            print("\033[H\033[2J");
+        listOnce(queue, options);
+        if (!flushPrinted())
+            return DONE_WELL;
+    }
 }
 
 int listCommand(const Options& options)
 {
+    const Server server = serverOf(options, options.names ? Server::NEVER_START : Server::START);
+    if (options.watch > 0)
+        return listAgainAndAgain(server, options);
+    const Queue queue = readQueue(server);
     if (options.names)
-        return listNames(options);
-    const Server server(options);
-    for (;;) {
-        if (options.watch > 0 && ::isatty(STDOUT_FILENO))
-            print("\033[H\033[2J");
-        listOnce(server, options);
-        if (options.watch <= 0 || !flushPrinted())
-            return DONE_WELL;
-        sleepSeconds(options.watch);
-    }
+        listNames(queue, options);
+    else
+        listOnce(queue, options);
+    return DONE_WELL;
 }

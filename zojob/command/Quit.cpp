@@ -1,18 +1,14 @@
-#include "zojob/command/Commands.h"
-
 #include "jobs/JobName.h"
+#include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
-
-static const char* const KEPT = " goes on; its end is recorded without a server";
+#include "zojob/command/Commands.h"
 
 int quitCommand(const Options& options)
 {
-    const Server server(options, Server::NEVER_START);
-    const Jobs jobs = server.list();
-    const JobHandle running = runningJob(jobs);
-    if (!server.quit())
-        throw Failure{ NO_SERVER, "the server ended before it could be asked to" };
-    if (running)
-        note("job " + jobName(jobs, *running) + KEPT);
+    const Server server = serverOf(options, Server::NEVER_START);
+    server.quit();
+    const Queue queue = readQueue(server);
+    if (const Job* const running = queue.running())
+        note("job " + jobName(queue, *running) + " goes on; its end is recorded without a server");
     return DONE_WELL;
 }

@@ -1,40 +1,47 @@
-#include "zojob/command/Commands.h"
-
 #include "jobs/JobName.h"
+#include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
+#include "zojob/command/Commands.h"
 
 static const char* const BUSY = "the server would not run it: it may be busy with a job that was "
                                 "removed while it ran; try again later";
 
-/// Why the server refused to run a job, or all of them.
-static Failure whyNotRun(const Jobs& jobs, const JobHandle& job)
+/// Why the server refused to run this job.
+static Failure whyNotRun(const Queue& queue, const Job& job)
 {
-    const JobHandle running = runningJob(jobs);
-    const std::string name = job ? jobName(jobs, *job) : "";
-    if (job && !sameJob(jobs, *job))
+    const Job* const now = queue.find(job);
+    const std::string name = jobName(queue, job);
+    if (!now)
         return { REFUSED, "job " + name + " has been removed meanwhile" };
-    if (job && sameJob(jobs, *job)->state != ZoJob::WAITING)
-        return { REFUSED, "job " + name + " is " + stateName(*sameJob(jobs, *job)) +
-                              ": only a waiting job can be run; submit it again" };
-    if (running) {
-        const std::string other = jobName(jobs, *running);
-        return { REFUSED, "job " + other +
-                              " is running, and only one runs at a time: try again "
-                              "after 'zojob wait " +
-                              other + "'" };
+    return { REFUSED, "job " + name + " is " + stateName(*now) +
+                          ": only a waiting job can be run; submit it again" };
+}
+
+/// Why the server refused to run a job, or all of them.
+static Failure whyNotRun(const Queue& queue)
+{
+    if (const Job* const running = queue.running()) {
+        const std::string name = jobName(queue, *running);
+        return { REFUSED, "job " + name +
+                              " is running, and only one runs at a time: try again after 'zojob "
+                              "wait " +
+                              name + "'" };
     }
-    for (const JobHandle& waiting : jobs)
-        if (waiting->state == ZoJob::WAITING)
-            return { REFUSED, BUSY };
-    return { REFUSED, "no job is waiting: 'zojob submit' queues one" };
+    return { REFUSED, queue.waiting() ? BUSY : "no job is waiting: 'zojob submit' queues one" };
 }
 
 int runCommand(const Options& options)
 {
-    const Server server(options);
-    const JobHandle job =
-        options.jobs.empty() ? JobHandle() : findJob(server.list(), options.jobs[0]);
-    if (!server.run(job))
-        throw whyNotRun(server.list(), job);
-    return DONE_WELL;
+    const Server server = serverOf(options);
+    if (options.jobs.empty()) {
+        if (!server.run())
+            throw whyNotRun(readQueue(server));
+        return DONE_WELL;
+    }
+    const Job job = findJob(readQueue(server), options.jobs[0]);
+    if (server.run(job))
+        return DONE_WELL;
+    const Queue queue = readQueue(server);
+    const Job* const now = queue.find(job);
+    throw now && now->isWaiting() ? whyNotRun(queue) : whyNotRun(queue, job);
 }

@@ -1,11 +1,14 @@
-#include "zojob/command/Commands.h"
-
 #include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
+#include "jobs/QueueWatch.h"
+#include "jobs/Text.h"
 #include "zojob/Report.h"
+#include "zojob/command/Commands.h"
+#include "zojob/view/Json.h"
 #include "zojob/view/Table.h"
 #include "zojob/view/Text.h"
 
+#include <algorithm>
 #include <unistd.h>
 
 /// Text of several lines without what a terminal would obey.
@@ -20,34 +23,34 @@ static std::string printableLines(const std::string& text)
     return result;
 }
 
-static void showText(const ZoJob& job, const Options& options)
+static void showText(const Job& job, const Options& options)
 {
-    const int status = PrivateDirectory::exitStatus(job);
+    const int status = exitStatus(job);
     printField("id", std::to_string(job.id));
     printField("state", coloredState(job, wantsColor(options), 0));
     printField("exit status", status < 0 ? "-" : std::to_string(status));
-    printField("description", printable(str(job.description)));
-    printField("command", printable(str(job.command)));
-    printField("directory", printable(str(job.directory)));
+    printField("description", printable(job.description));
+    printField("command", printable(job.command));
+    printField("directory", printable(job.directory));
     printField("submitted", dateTime(job.id));
     printField("started", dateTime(job.startTime));
     printField("ended", dateTime(job.endTime));
     printField("run time", job.startTime ? duration(job.runTime()) : "-");
     printField("reserved", std::to_string(job.reserved));
-    if (!PrivateDirectory::isOurs(job))
+    const JobDirectory directory(job);
+    if (!directory.isOurs())
         return;
-    const std::string script = PrivateDirectory::script(job);
+    const std::string script = directory.script();
     print("script\n" + (::isatty(STDOUT_FILENO) ? printableLines(script) : script));
 }
 
 int showCommand(const Options& options)
 {
-    const Server server(options);
-    const Jobs jobs = server.list();
-    const JobHandle job = findJob(jobs, options.jobs[0]);
+    const Queue queue = readQueue(serverOf(options));
+    const Job& job = findJob(queue, options.jobs[0]);
     if (options.json)
-        writeJsonJob(*job, jobName(jobs, *job), true);
+        writeJsonJob(job, jobName(queue, job), true);
     else
-        showText(*job, options);
+        showText(job, options);
     return DONE_WELL;
 }

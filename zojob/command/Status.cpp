@@ -1,34 +1,36 @@
-#include "zojob/command/Commands.h"
-
 #include "jobs/JobName.h"
+#include "jobs/QueueWatch.h"
+#include "jobs/Text.h"
 #include "zojob/Report.h"
+#include "zojob/command/Commands.h"
+#include "zojob/view/Json.h"
 #include "zojob/view/Table.h"
 #include "zojob/view/Text.h"
 
-static void statusText(const char* server, const Jobs& jobs)
+static void printStatus(const char* server, const Queue& queue)
 {
-    const JobHandle running = runningJob(jobs);
     printField("server", server);
-    printField("jobs", countText(jobs));
-    if (running)
-        printField("running", jobName(jobs, *running) + " for " + duration(running->runTime()) +
-                                  ": " + printable(str(running->description)));
+    printField("jobs", countText(queue));
+    if (const Job* const running = queue.running())
+        printField("running", jobName(queue, *running) + " for " + duration(running->runTime()) +
+                                  ": " + printable(running->description));
 }
 
 int statusCommand(const Options& options)
 {
-    const Server server(options, Server::NEVER_START);
+    const Server server = serverOf(options, Server::NEVER_START);
     const Server::Presence presence = server.presence();
-    Jobs jobs;
-    const bool up = presence == Server::OURS && server.tryList(jobs);
-    const char* const text = up ? "running" : presence == Server::REFUSING ? "refused" : "none";
+    const char* const text = presence == Server::OURS       ? "running"
+                             : presence == Server::REFUSING ? "refused"
+                                                            : "none";
+    Queue queue;
+    if (server.isThisMachine() || presence == Server::OURS)
+        queue = readQueue(server);
     if (options.json)
-        writeJsonStatus(text, options.host, jobs);
-    else if (up)
-        statusText(text, jobs);
+        writeJsonStatus(text, options.host, queue);
     else
-        printField("server", text);
+        printStatus(text, queue);
     if (presence == Server::REFUSING)
-        server.fail();
+        server.throwNotServed();
     return DONE_WELL;
 }

@@ -1,12 +1,10 @@
-#include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
 #include "jobs/JobScript.h"
-#include "jobs/JobWatch.h"
+#include "jobs/Submission.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
-#include "zojob/view/Table.h"
-
-#include "utlib/UtSocket.h"
+#include "zojob/command/Waiting.h"
+#include "zojob/view/Json.h"
 
 #include <cerrno>
 #include <climits>
@@ -69,37 +67,11 @@ static std::string callersDirectory()
 
 static std::string workDirectory(const Options& options)
 {
-    std::string path = options.directory;
-    if (path.empty() || path[0] != '/')
-        path = path.empty() ? callersDirectory() : callersDirectory() + "/" + path;
-    struct stat status;
-    if (::stat(path.c_str(), &status) != 0)
-        throw Failure{ REFUSED, withReason("the job cannot run in " + path) };
-    if (!S_ISDIR(status.st_mode))
-        throw Failure{ REFUSED, "the job cannot run in " + path + ": it is no directory" };
-    return path;
+    const std::string& path = options.directory;
+    if (path.empty())
+        return callersDirectory();
+    return path[0] == '/' ? path : callersDirectory() + "/" + path;
 }
-
-/// The first line of a script that does something.
-static std::string firstLine(const std::string& script)
-{
-    std::size_t start = 0;
-    while (start < script.size()) {
-        const std::size_t end = std::min(script.find('\n', start), script.size());
-        const std::size_t word = script.find_first_not_of(" \t", start);
-        if (word < end && script[word] != '#')
-            return script.substr(word, end - word);
-        start = end + 1;
-    }
-    return "script";
-}
-
-/// What is to be queued; all of it is known before anything is made.
-struct Submission {
-    std::string body;
-    std::string description;
-    std::string directory;
-};
 
 static Submission prepare(const Options& options)
 {
@@ -107,81 +79,77 @@ static Submission prepare(const Options& options)
     const bool fromInput = options.words.size() == 1 && options.words[0] == "-";
     job.directory = workDirectory(options);
     job.body = fromInput ? readStandardInput() : commandText(options.words);
-    if (job.body.find_first_not_of(" \t\n") == std::string::npos)
-        throw Failure{ WRONG_USAGE, "the command is empty: nothing was submitted" };
     if (options.labelled)
         job.description = describe(options.label);
     else
         job.description = fromInput ? describe(firstLine(job.body)) : describe(options.words);
+    job.check();
     return job;
 }
 
 /// Queues the job and returns its directory, by which it is found in the queue.
-static std::string queue(const Server& server, const Submission& job)
+static std::string send(const Server& server, const Submission& job)
 {
-    const int fd = server.open();  // first: this may start a server
+    Server::Connection connection = server.connect();  // first: this may start a server
     const SignalsHeld held;
-    struct Closer {
-        int fd;
-        ~Closer() { UtSocket::close(fd); }
-    } closer{ fd };
-    PrivateDirectory directory;
-    directory.writeJob(job.body, job.directory);
-    if (ZoScheduleJobSubmit(fd, PrivateDirectory::COMMAND, job.description.c_str(),
-                            directory.path.c_str()) != 0)
-        throw Failure{ REFUSED, "the server did not take the job: 'zojob status' shows whether "
-                                "there is one" };
-    directory.keep = true;
-    return directory.path;
+    return job.send(connection);
 }
 
-static JobHandle findByDirectory(const Jobs& jobs, const std::string& directory)
+static const Job& findByDirectory(const Queue& queue, const std::string& directory)
 {
-    for (const JobHandle& job : jobs)
-        if (job->directory == directory.c_str())
-            return job;
+    if (const Job* const job = queue.findDirectory(directory))
+        return *job;
     throw Failure{ REFUSED, "the job was queued but is not in the list: its directory " +
                                 directory + " may have been removed meanwhile" };
 }
 
 /// Runs the waiting jobs; says what happens to this one when the server refuses that.
-static void runQueue(const Server& server, const ZoJob& job)
+static void runQueue(const Server& server, const Job& job)
 {
-    if (server.run(JobHandle()))
+    if (server.run())
         return;
-    const Jobs jobs = server.list();
-    const JobHandle now = sameJob(jobs, job);
-    const JobHandle running = runningJob(jobs);
-    if (!now || now->state != ZoJob::WAITING)
+    const Queue queue = readQueue(server);
+    const Job* const now = queue.find(job);
+    const Job* const running = queue.running();
+    if (!now || !now->isWaiting())
         return;  // another run request was faster
-    const std::string name = jobName(jobs, job);
+    const std::string name = jobName(queue, job);
     if (!running)
         throw Failure{ REFUSED, "job " + name +
                                     " was queued, but the server would not run it: try "
                                     "'zojob run " +
                                     name + "'" };
-    note("job " + jobName(jobs, *running) + " is running; " + name +
+    note("job " + jobName(queue, *running) + " is running; " + name +
          " follows if the whole queue is being run, else start it with 'zojob run' afterwards");
+}
+
+static int waitFor(const Server& server, const Job& job, bool run)
+{
+    if (run)
+        (void)server.run();  // while it is refused, the wait below tries again
+    JobWatch watch(server);
+    watch.follow({ job });
+    return waitForJobs(server, watch, run, -1);
 }
 
 int submitCommand(const Options& options)
 {
     const Submission submission = prepare(options);
-    const Server server(options);
-    const std::string directory = queue(server, submission);
+    const Server server = serverOf(options);
+    const std::string directory = send(server, submission);
     if (options.quiet && !options.run && !options.wait)
         return DONE_WELL;
-    const Jobs jobs = server.list();
-    const JobHandle job = findByDirectory(jobs, directory);
-    const std::string name = nameSubmitted(jobs, *job);
+    const Queue queue = readQueue(server);
+    const Job& job = findByDirectory(queue, directory);
+    const std::string name = nameSubmitted(queue, job);
     if (options.json)
-        writeJsonJob(*job, name, false);
+        writeJsonJob(job, name, false);
     else if (!options.quiet)
         print(name + "\n");
     (void)flushPrinted();  // for a reader who wants the name now; what failed shows at the end
-    if (options.run && !options.wait)
-        runQueue(server, *job);
-    else if (options.run)
-        (void)server.run(JobHandle());  // while it is refused, the wait below tries again
-    return options.wait ? waitForJobs(server, jobs, { job }, options.run, -1) : DONE_WELL;
+    if (options.wait)
+        return waitFor(server, job, options.run);
+    if (options.run)
+        runQueue(server, job);
+    return DONE_WELL;
 }

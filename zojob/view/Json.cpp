@@ -1,4 +1,4 @@
-#include "zojob/view/Table.h"
+#include "zojob/view/Json.h"
 
 #include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
@@ -19,50 +19,50 @@ static Json time(long long seconds)
     return seconds ? Json(seconds) : Json(nullptr);
 }
 
-static Json toJson(const ZoJob& job, const std::string& name)
+static Json toJson(const Job& job, const std::string& name)
 {
-    const int status = PrivateDirectory::exitStatus(job);
+    const int status = exitStatus(job);
     return Json{ { "id", job.id },
                  { "name", name },
                  { "state", stateName(job) },
                  { "exit", status < 0 ? Json(nullptr) : Json(status) },
-                 { "description", str(job.description) },
-                 { "command", str(job.command) },
-                 { "directory", str(job.directory) },
+                 { "description", job.description },
+                 { "command", job.command },
+                 { "directory", job.directory },
                  { "start", time(job.startTime) },
                  { "end", time(job.endTime) },
                  { "time", job.runTime() },
                  { "reserved", job.reserved } };
 }
 
-void writeJsonList(const Jobs& jobs, const std::vector<std::string>& names)
+void writeJsonList(const std::vector<Job>& jobs, const std::vector<std::string>& names)
 {
     Json list = Json::array();
     for (std::size_t i = 0; i < jobs.size(); ++i)
-        list.push_back(toJson(*jobs[i], names[i]));
+        list.push_back(toJson(jobs[i], names[i]));
     write(list);
 }
 
-void writeJsonJob(const ZoJob& job, const std::string& name, bool more)
+void writeJsonJob(const Job& job, const std::string& name, bool more)
 {
     Json document = toJson(job, name);
     if (more) {
-        const bool ours = PrivateDirectory::isOurs(job);
-        document["log"] = str(job.directory) + "/log";
-        document["script"] = ours ? Json(PrivateDirectory::script(job)) : Json(nullptr);
+        const JobDirectory directory(job);
+        document["log"] = directory.logPath();
+        document["script"] = directory.isOurs() ? Json(directory.script()) : Json(nullptr);
     }
     write(document);
 }
 
-void writeJsonStatus(const char* server, const std::string& host, const Jobs& jobs)
+void writeJsonStatus(const char* server, const std::string& host, const Queue& queue)
 {
     Json counts = Json::object();
-    for (int i = 0; i < 4; ++i)
-        counts[STATE_NAMES[i]] = countStates(jobs)[i];
-    const JobHandle running = runningJob(jobs);
-    write(
-        Json{ { "server", server },
-              { "host", host.empty() ? Json(nullptr) : Json(host) },
-              { "counts", counts },
-              { "running", running ? toJson(*running, jobName(jobs, *running)) : Json(nullptr) } });
+    for (int i = 0; i < JOB_STATES; ++i)
+        counts[STATE_NAMES[i]] = queue.counts()[i];
+    const Job* const running = queue.running();
+    write(Json{
+        { "server", server },
+        { "host", host.empty() ? Json(nullptr) : Json(host) },
+        { "counts", counts },
+        { "running", running ? toJson(*running, jobName(queue, *running)) : Json(nullptr) } });
 }

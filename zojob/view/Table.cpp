@@ -1,7 +1,5 @@
 #include "zojob/view/Table.h"
 
-#include "jobs/JobDirectory.h"
-#include "jobs/JobName.h"
 #include "zojob/Report.h"
 #include "zojob/view/Text.h"
 
@@ -52,29 +50,29 @@ static std::string padded(const std::string& text, std::size_t columns)
     return n < columns ? text + std::string(columns - n, ' ') : text;
 }
 
-std::string coloredState(const ZoJob& job, bool color, std::size_t columns)
+std::string coloredState(const Job& job, bool color, std::size_t columns)
 {
     std::string name = padded(stateName(job), columns);
-    for (int i = 0; color && i < 4; ++i)
+    for (int i = 0; color && i < JOB_STATES; ++i)
         if (STATES[i] == job.state)
             return STATE_COLORS[i] + name + PLAIN;
     return name;
 }
 
-static Row makeRow(const ZoJob& job, bool wide)
+static Row makeRow(const Job& job, bool wide)
 {
-    const int status = PrivateDirectory::exitStatus(job);
+    const int status = exitStatus(job);
     Row row;
     row[ID] = std::to_string(job.id);
     row[STATE] = stateName(job);
     row[EXIT] = status < 0 ? "-" : std::to_string(status);
     row[TIME] = job.startTime ? duration(job.runTime()) : "-";
-    row[DESCRIPTION] = printable(str(job.description));
+    row[DESCRIPTION] = printable(job.description);
     if (wide) {
         row[START] = dateTime(job.startTime);
         row[END] = dateTime(job.endTime);
-        row[DIRECTORY] = printable(str(job.directory));
-        row[COMMAND] = printable(str(job.command));
+        row[DIRECTORY] = printable(job.directory);
+        row[COMMAND] = printable(job.command);
     }
     return row;
 }
@@ -93,14 +91,14 @@ static std::array<std::size_t, COLUMNS> columnWidths(const std::vector<Row>& row
     return widths;
 }
 
-void writeTable(const Jobs& jobs, const Options& options)
+void writeTable(const std::vector<Job>& jobs, const Options& options)
 {
     std::vector<Row> rows;
     if (!options.noHeader)
         rows.push_back(HEADER);
     const std::size_t first = rows.size();
-    for (const JobHandle& job : jobs)
-        rows.push_back(makeRow(*job, options.wide));
+    for (const Job& job : jobs)
+        rows.push_back(makeRow(job, options.wide));
     const auto widths = columnWidths(rows);
     const std::size_t limit = options.wide ? UNLIMITED : terminalWidth();
     const bool color = wantsColor(options);
@@ -112,25 +110,16 @@ void writeTable(const Jobs& jobs, const Options& options)
         line = cut(line + rows[i][DESCRIPTION], limit);
         const std::size_t state = widths[ID] + 2;  // where the state stands in the line
         if (color && i >= first && line.size() >= state + widths[STATE])
-            line.replace(state, widths[STATE], coloredState(*jobs[i - first], true, widths[STATE]));
+            line.replace(state, widths[STATE], coloredState(jobs[i - first], true, widths[STATE]));
         print(line.substr(0, line.find_last_not_of(' ') + 1) + "\n");
     }
 }
 
-std::array<int, 4> countStates(const Jobs& jobs)
+std::string countText(const Queue& queue)
 {
-    std::array<int, 4> counts{};
-    for (const JobHandle& job : jobs)
-        for (int i = 0; i < 4; ++i)
-            counts[i] += job->state == STATES[i];
-    return counts;
-}
-
-std::string countText(const Jobs& jobs)
-{
-    const auto counts = countStates(jobs);
+    const auto counts = queue.counts();
     std::string text;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < JOB_STATES; ++i)
         text += (i ? ", " : "") + std::to_string(counts[i]) + " " + STATE_NAMES[i];
     return text;
 }

@@ -1,29 +1,11 @@
-#ifndef TEXT_H
-#define TEXT_H
+#ifndef VIEW_TEXT_H
+#define VIEW_TEXT_H
 
-#include "utlib/UtString.h"
+#include "jobs/Text.h"
 
-#include <cstddef>
 #include <string>
 
-/// The same bytes as a standard string.
-std::string str(const UtString& text);
-
-/// The text on one line and safe to show: control characters become blanks, bytes that are no UTF-8
-/// become "?".
-std::string printable(const std::string& text);
-
-/// Number of code points in UTF-8 text.
-std::size_t width(const std::string& text);
-
-/// UTF-8 text cut to at most `columns` code points, the last one "…" when something was cut off.
-std::string cut(const std::string& text, std::size_t columns);
-
-/// The word in single quotes, so that sh reads exactly these bytes back.
-std::string shellQuoted(const std::string& word);
-
-/// The word as it is when sh reads it as one plain word, otherwise in quotes.
-std::string shellWord(const std::string& word);
+// Texts for a terminal.
 
 /// Run time as "0:07", "12:07" or "1:02:07".
 std::string duration(long long seconds);

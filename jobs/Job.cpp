@@ -1,0 +1,69 @@
+#include "jobs/Job.h"
+
+#include "jobs/JobDirectory.h"
+#include "jobs/Text.h"
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+const int STATES[JOB_STATES] = { ZoJob::WAITING, ZoJob::RUNNING, ZoJob::DONE, ZoJob::KILLED };
+const char* const STATE_NAMES[JOB_STATES] = { "waiting", "running", "done", "killed" };
+
+static const int KILLED_STATUS = 128 + SIGTERM;  // what a shell says of a command ended so
+
+Job::Job(const ZoJob& record)
+    : state(record.state),
+      command(str(record.command)),
+      description(str(record.description)),
+      directory(str(record.directory)),
+      id(record.id),
+      startTime(record.startTime),
+      endTime(record.endTime),
+      reserved(record.reserved),
+      pid(record.pid)
+{
+}
+
+UtHandle<ZoJob> Job::record() const
+{
+    const UtHandle<ZoJob> result = new ZoJob;
+    result->id = id;
+    result->directory = directory.c_str();
+    return result;
+}
+
+long long Job::runTime() const
+{
+    return (isRunning() ? (long long)std::time(nullptr) : endTime) - startTime;
+}
+
+/// When this machine was started, in seconds since the epoch.
+static long long bootTime()
+{
+    struct timespec sinceBoot;
+    ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    return (long long)std::time(nullptr) - sinceBoot.tv_sec;
+}
+
+bool Job::isAbandoned() const
+{
+    if (!isRunning() || pid <= 0)
+        return false;
+    return startTime < bootTime() || (::kill(pid, 0) != 0 && errno == ESRCH);
+}
+
+std::string stateName(const Job& job)
+{
+    for (int i = 0; i < JOB_STATES; ++i)
+        if (STATES[i] == job.state)
+            return STATE_NAMES[i];
+    return std::to_string(job.state);
+}
+
+int exitStatus(const Job& job)
+{
+    if (job.state == ZoJob::KILLED)
+        return KILLED_STATUS;
+    return job.state == ZoJob::DONE ? JobDirectory(job).recordedStatus() : -1;
+}

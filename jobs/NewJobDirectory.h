@@ -1,0 +1,26 @@
+#ifndef NEWJOBDIRECTORY_H
+#define NEWJOBDIRECTORY_H
+
+#include <string>
+
+/// The private directory that a submission makes for its job. It disappears with the object unless
+/// `keep` has been set: a submission that fails leaves nothing behind.
+class NewJobDirectory
+{
+public:
+    std::string path;
+    bool keep = false;
+
+    /// Makes a fresh directory, mode 0700, under $XDG_STATE_HOME/zojob, or under /var/tmp when that
+    /// path holds what a request cannot carry. Throws JobError.
+    NewJobDirectory();
+    ~NewJobDirectory();
+    NewJobDirectory(const NewJobDirectory&) = delete;
+    NewJobDirectory& operator=(const NewJobDirectory&) = delete;
+
+    /// Makes a file in it that only this user can read and run. A caller that wants an error in
+    /// place of its end where a limit on file sizes is passed ignores SIGXFSZ. Throws JobError.
+    void writeFile(const std::string& name, const std::string& text) const;
+};
+
+#endif

@@ -1,0 +1,58 @@
+#include "jobs/Submission.h"
+
+#include "jobs/JobDirectory.h"
+#include "jobs/JobError.h"
+#include "jobs/JobScript.h"
+#include "jobs/NewJobDirectory.h"
+#include "jobs/Text.h"
+
+#include <fstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static const unsigned CAREFUL_UMASK = 077;  // where the kernel does not tell
+
+/// The umask of this process. umask() itself would change it for a moment, for all threads.
+static unsigned ownUmask()
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        unsigned mask;
+        if (word == "Umask:" && status >> std::oct >> mask)
+            return mask;
+    }
+    return CAREFUL_UMASK;
+}
+
+Submission::Submission() : umask(ownUmask())
+{
+    for (char** entry = environ; entry && *entry; ++entry)
+        environment.push_back(*entry);
+}
+
+void Submission::check() const
+{
+    if (body.find_first_not_of(" \t\n") == std::string::npos)
+        throw JobError(JobError::INVALID, "the command is empty: nothing was submitted");
+    struct stat status;
+    if (::stat(directory.c_str(), &status) != 0)
+        throw JobError(JobError::FILE_FAILED, withReason("the job cannot run in " + directory));
+    if (!S_ISDIR(status.st_mode))
+        throw JobError(JobError::FILE_FAILED,
+                       "the job cannot run in " + directory + ": it is no directory");
+}
+
+std::string Submission::send(Server::Connection& connection) const
+{
+    NewJobDirectory place;
+    if (body.compare(0, 2, "#!") == 0) {
+        place.writeFile("script", body);
+        place.writeFile("job", scriptText(place.path, *this, shellQuoted(place.path + "/script")));
+    } else {
+        place.writeFile("job", scriptText(place.path, *this, body));
+    }
+    if (!connection.submit(JobDirectory::COMMAND, description, place.path))
+        throw JobError(JobError::REFUSED, "the server did not take the job");
+    place.keep = true;
+    return place.path;
+}

@@ -1,0 +1,38 @@
+#ifndef SUBMISSION_H
+#define SUBMISSION_H
+
+#include "jobs/Server.h"
+
+#include <string>
+#include <vector>
+
+/// A job that is to be queued: all of it is known before anything is made. Every front submits
+/// through this class, so that a job is the same wherever it came from.
+///
+///     Submission submission;
+///     submission.body = commandText({ "make", "-j2", "all" });
+///     submission.description = describe({ "make", "-j2", "all" });
+///     submission.directory = "/home/u/project";
+///     submission.check();                               // before a server is started for nothing
+///     Server::Connection connection = server.connect();  // may start one
+///     const std::string directory = submission.send(connection);
+class Submission
+{
+public:
+    std::string body;                      ///< a line or a script of shell; or "#!" and a script
+    std::string description;               ///< as describe() makes it
+    std::string directory;                 ///< absolute: where the command runs
+    std::vector<std::string> environment;  ///< of the command, "NAME=value"; at first the caller's
+    unsigned umask;                        ///< of the command; at first the caller's
+
+    Submission();
+
+    /// Throws JobError for an empty command and for a directory in which nothing can run.
+    void check() const;
+
+    /// Makes the job's private directory and queues the job. Returns that directory, by which the
+    /// job is found in the queue. Throws JobError; nothing is left behind then.
+    std::string send(Server::Connection& connection) const;
+};
+
+#endif

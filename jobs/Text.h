@@ -1,0 +1,28 @@
+#ifndef TEXT_H
+#define TEXT_H
+
+#include "utlib/UtString.h"
+
+#include <cstddef>
+#include <string>
+
+/// The same bytes as a standard string.
+std::string str(const UtString& text);
+
+/// The text on one line and safe to show: control characters become blanks, bytes that are no UTF-8
+/// become "?".
+std::string printable(const std::string& text);
+
+/// Number of code points in UTF-8 text.
+std::size_t width(const std::string& text);
+
+/// UTF-8 text cut to at most `columns` code points, the last one "…" when something was cut off.
+std::string cut(const std::string& text, std::size_t columns);
+
+/// The word in single quotes, so that sh reads exactly these bytes back.
+std::string shellQuoted(const std::string& word);
+
+/// The word as it is when sh reads it as one plain word, otherwise in quotes.
+std::string shellWord(const std::string& word);
+
+#endif

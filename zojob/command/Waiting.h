@@ -1,0 +1,27 @@
+#ifndef WAITING_H
+#define WAITING_H
+
+#include "jobs/JobWatch.h"
+
+// What the commands that stand until jobs have ended have in common.
+
+/// Waits until the targets have ended and returns the highest of their statuses. With `run`, runs
+/// the waiting jobs whenever the server has stopped doing so before these have ended. After
+/// `timeout` seconds, unless it is negative, the result is TIMED_OUT.
+int waitForJobs(const Server& server, JobWatch& watch, bool run, double timeout);
+
+/// Says once, on standard error, that nothing will ever run a target.
+class StuckNote
+{
+public:
+    void show(const JobWatch& watch);
+
+private:
+    bool isSaid = false;
+};
+
+/// From now on Ctrl-C ends the process with INTERRUPTED after saying that the jobs go on; unless it
+/// is ignored, as in a background command of a script.
+void announceInterrupt(const JobWatch& watch);
+
+#endif
