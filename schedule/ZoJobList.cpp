@@ -1,10 +1,17 @@
 #include "schedule/ZoJobList.h"
 
 #include "schedule/ZoIdentity.h"
+#include "schedule/ZoJobChild.h"
+#include "schedule/ZoJobChildren.h"
+#include "schedule/ZoProcessTree.h"
+#include "schedule/ZoQueueBracket.h"
 #include "utlib/UtTmpDir.h"
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <unistd.h>
 
@@ -13,18 +20,21 @@ static const int MARKER_MODE = 0664;
 
 UtFilename ZoJobList::logFile;
 
-ZoJobList::ZoJobList()
+ZoJobList::ZoJobList() : children(new ZoJobChildren)
 {
     ZoIdentity::hostName(hostName);
     ZoIdentity::userAndHome(user, homeDirectory);
     readQueue(jobs);
     for (long i = 0; i < jobs.size(); ++i) {
         if (jobs[i]->state == ZoJob::RUNNING)
-            lastChild = jobs[i]->pid;
+            children->last = jobs[i]->pid;
     }
 }
 
-ZoJobList::~ZoJobList() = default;
+ZoJobList::~ZoJobList()
+{
+    delete children;
+}
 
 /// 1 if one of the jobs is in the state, else 0.
 static int hasState(UtDArray<UtHandle<ZoJob>>& jobs, int state)
@@ -73,11 +83,9 @@ void ZoJobList::submit(const char* command, const char* description, const char*
         marker.printf("%s/.%lld", (const char*)job->directory, job->id);
         marker.create(MARKER_MODE);  // without it the next load drops the job
     }
-    lockQueue();
-    readQueue(jobs);
+    const ZoQueueBracket bracket(*this);
     jobs.append(job);
     writeQueue(jobs);
-    unlockQueue();
 }
 
 /// Whether deleting the directory would take the whole file system or the home directory along.
@@ -115,21 +123,143 @@ static void removeDirectory(UtHandle<ZoJob> job, const char* home)
 
 int ZoJobList::remove(UtHandle<ZoJob> job)
 {
-    lockQueue();
-    readQueue(jobs);
-    UtHandle<ZoJob> found = find(job, jobs);
-    if (!found) {
-        unlockQueue();
-        return -1;
+    UtHandle<ZoJob> found;
+    {
+        const ZoQueueBracket bracket(*this);
+        found = find(job, jobs);
+        if (!found)
+            return -1;
+        long i = 0;
+        while (!utStandardEqual(jobs[i], found))
+            ++i;
+        jobs.remove(i, 1);
+        writeQueue(jobs);
     }
-    long i = 0;
-    while (!utStandardEqual(jobs[i], found))
-        ++i;
-    jobs.remove(i, 1);
-    writeQueue(jobs);
-    unlockQueue();
     removeDirectory(found, homeDirectory);
     return 0;
+}
+
+/// The job to be run, as the jobs just loaded hold it: the one asked for, or the first waiting one.
+static UtHandle<ZoJob> choose(ZoJobList& list, UtHandle<ZoJob> asked)
+{
+    if (asked) {
+        UtHandle<ZoJob> found = list.find(asked, list.jobs);
+        if (!found)
+            ZoJobList::log("job not found\n");
+        return found;
+    }
+    for (long i = 0; i < list.jobs.size(); ++i) {
+        if (list.jobs[i]->state == ZoJob::WAITING)
+            return list.jobs[i];
+    }
+    ZoJobList::log("no pending jobs\n");
+    return UtHandle<ZoJob>();
+}
+
+int ZoJobList::run(UtHandle<ZoJob> job)
+{
+    const ZoQueueBracket bracket(*this);
+    job = choose(*this, job);
+    if (!job || job->state != ZoJob::WAITING)
+        return -1;
+    // Started without a record, it would be waiting at the next load and be run again and again.
+    if (prepareSave() != 0) {
+        log("the queue cannot be saved, no job is started: %s\n", ::strerror(errno));
+        return -1;
+    }
+    job->state = ZoJob::RUNNING;
+    job->startTime = ::time(nullptr);
+    log("forking child process\n");
+    ::fflush(nullptr);  // what is buffered now would be written by both processes
+    job->pid = ::fork();
+    if (job->pid == 0)
+        ZoJobChild::live(*this, job);
+    if (job->pid < 0) {
+        job->state = ZoJob::WAITING;
+        job->startTime = 0;
+    } else {
+        children->add(job->pid);
+    }
+    writeQueue(jobs);
+    return job->pid < 0 ? -1 : 1;
+}
+
+/// Marks the running jobs as killed and notes which processes are to be signalled. Returns 1 if
+/// there was one, else 0.
+static int endRunningJobs(UtDArray<UtHandle<ZoJob>>& jobs, UtDArray<int>& pids)
+{
+    int ended = 0;
+    for (long i = 0; i < jobs.size(); ++i) {
+        UtHandle<ZoJob> job = jobs[i];
+        if (job->state != ZoJob::RUNNING)
+            continue;
+        if (job->pid >= 1) {  // others stand for whole groups of processes
+            ZoProcessTree::appendBelow(pids, job->pid);
+            pids.append(job->pid);
+        }
+        job->state = ZoJob::KILLED;
+        job->endTime = ::time(nullptr);
+        ended = 1;
+    }
+    return ended;
+}
+
+int ZoJobList::kill()
+{
+    UtDArray<int> pids;
+    int killed = 0;
+    {
+        // KILLED is saved before the first signal: a crash must not leave it RUNNING.
+        const ZoQueueBracket bracket(*this);
+        killed = endRunningJobs(jobs, pids);
+        writeQueue(jobs);
+    }
+    for (long i = 0; i < pids.size(); ++i) {
+        if (pids[i] >= 1)
+            ::kill(pids[i], SIGTERM);  // fails only for one that has ended meanwhile
+    }
+    return killed;
+}
+
+void ZoJobList::reapChildren()
+{
+    children->reap(jobs);
+}
+
+bool ZoJobList::hasLostJobs()
+{
+    for (long i = 0; i < jobs.size(); ++i) {
+        if (jobs[i]->state == ZoJob::RUNNING && children->isLost(jobs[i]))
+            return true;
+    }
+    // The running job may have been removed from the queue.
+    return !isRunning() && children->isLastLost();
+}
+
+void ZoJobList::markLostJobs()
+{
+    const ZoQueueBracket bracket(*this);
+    int ended = 0;
+    for (long i = 0; i < jobs.size(); ++i) {
+        UtHandle<ZoJob> job = jobs[i];
+        if (job->state != ZoJob::RUNNING || !children->isLost(job))
+            continue;
+        log("job child %d is gone, job %lld is marked as killed\n", job->pid, job->id);
+        job->state = ZoJob::KILLED;
+        job->endTime = ::time(nullptr);
+        ended = 1;
+    }
+    if (ended)
+        writeQueue(jobs);
+}
+
+int ZoJobList::endLostJobs()
+{
+    const bool isLost = hasLostJobs();
+    if (isLost)
+        markLostJobs();
+    children->noteMissing(jobs);
+    return isLost && !isRunning();
 }
 
 void ZoJobList::log(const char* format, ...)

@@ -8,6 +8,8 @@
 #include "utlib/UtHandle.h"
 #include "utlib/UtString.h"
 
+class ZoJobChildren;
+
 /// The job queue of one user on one host. The queue lives in a text file in the user's home
 /// directory; `jobs` is a copy of it as of the last load or save. The server owns one list; each
 /// job child works on a forked copy of it.
@@ -24,10 +26,7 @@ public:
     int port = -1;                   ///< where job children report; -1 until the server listens
     UtDArray<int> fdsToClose;        ///< descriptors that a forked job child closes first
     int lockFile = -1;               ///< descriptor of the lock file inside a bracket, else -1
-    UtDArray<int> children;          ///< job children of this process that are not reaped yet
-    int lastChild = -1;  ///< the job child started last, also by an earlier server; -1 when there
-                         ///< is none or it has been reaped
-    UtDArray<int> missing;  ///< processes that were gone at the last look for lost jobs
+    ZoJobChildren* children;         ///< owned; the processes that run jobs
 
     /// Name of the log file; nothing is logged while it is empty.
     static UtFilename logFile;
@@ -90,6 +89,9 @@ public:
     /// Ends a bracket.
     void unlockQueue();
 
+    /// For a process forked inside a bracket: forgets the lock, which stays with the parent.
+    void leaveBracket();
+
     /// Starts the given job if it is waiting, or the first waiting one for a null handle, in a
     /// forked child. Returns 1, or -1 when nothing was started: no such job; or the job waits on,
     /// since fork() failed or the queue file cannot be saved. Does not look whether another job is
@@ -112,9 +114,8 @@ public:
     int endLostJobs();
 
 private:
-    bool isLost(int pid, long long startTime);
     bool hasLostJobs();
-    void noteMissing();
+    void markLostJobs();
     /// Formats the path of a file beside the queue file, "<home><name><host>". Returns 0, or -1
     /// when it does not fit into the buffer.
     int formatPath(char* buffer, long size, const char* name);
@@ -127,10 +128,6 @@ private:
 
     /// Puts the text of a whole journal back into the queue file; empties the journal.
     void recoverQueue();
-
-    [[noreturn]] void runChild(UtHandle<ZoJob> job);
-    void recordEnd(UtHandle<ZoJob> job);
-    void reportDone();
 };
 
 #endif

@@ -1,4 +1,5 @@
 #include "schedule/ZoJobList.h"
+#include "schedule/ZoQueueBracket.h"
 #include "utlib/UtClock.h"
 
 #include <cerrno>
@@ -317,9 +318,7 @@ int ZoJobList::prepareSave()
 
 void ZoJobList::update()
 {
-    lockQueue();
-    readQueue(jobs);
-    unlockQueue();
+    const ZoQueueBracket bracket(*this);
 }
 
 /// Whether the open file can serve as lock and journal: a regular file, on a file system with
@@ -366,5 +365,12 @@ void ZoJobList::unlockQueue()
     // A forked child may still have its copy open, so closing alone would not end the lock.
     ::flock(lockFile, LOCK_UN);
     ::close(lockFile);
+    lockFile = -1;
+}
+
+void ZoJobList::leaveBracket()
+{
+    if (lockFile >= 0)
+        ::close(lockFile);  // only this copy, and without unlocking
     lockFile = -1;
 }

@@ -133,7 +133,7 @@ void ZoJobServer::endLostJobs()
         return;
     lastLook = now;
     if (jobRunning && jobList.endLostJobs())
-        goOn(-1);
+        startNextOrRest(-1);
 }
 
 void ZoJobServer::handleRequest(int fd)

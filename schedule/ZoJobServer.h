@@ -47,7 +47,7 @@ public:
     /// else a null handle.
     UtHandle<ZoJob> findJob(UtStringTokenizer& tokens);
 
-    // One handler a request: the connection, and the arguments where there are any.
+    // One handler for each request: the connection, and the arguments where there are any.
     void submit(int fd, UtStringTokenizer& tokens);
     void remove(int fd, UtStringTokenizer& tokens);
     void run(int fd, UtStringTokenizer& tokens);
@@ -93,7 +93,7 @@ private:
 
     /// After a job's end: starts the next waiting one when the whole queue is being run, else comes
     /// to rest with the queue as the file holds it. `fd`: the connection that is open, or -1.
-    void goOn(int fd);
+    void startNextOrRest(int fd);
 };
 
 #endif

@@ -143,10 +143,10 @@ void ZoJobServer::done(int fd)
         ZoJobList::log("error in done()\n");
         reply(fd, ZoProtocol::REPLY_ERROR);
     }
-    goOn(fd);
+    startNextOrRest(fd);
 }
 
-void ZoJobServer::goOn(int fd)
+void ZoJobServer::startNextOrRest(int fd)
 {
     if (runAll && jobList.hasWaitingJobs()) {
         ZoProcess::pause(PAUSE_BETWEEN_JOBS);

@@ -5,6 +5,7 @@
 // A request runs commands, deletes directories and signals processes. Here it must not: the
 // functions below stand in for libc's, and outside of script/fuzz's sandbox the program refuses.
 
+#include "schedule/ZoJobChildren.h"
 #include "schedule/ZoJobServer.h"
 #include "schedule/ZoProtocol.h"
 #include "schedule/ZoSchedule.h"
@@ -90,7 +91,7 @@ static ZoJobServer& freshServer()
             "the libraries do not use the functions above");
     theTime = 0;
     server.jobRunning = server.runAll = server.terminate = 0;
-    list.children.resize(0);
+    list.children->pids.resize(0);
     list.jobs.resize(0);
     list.writeQueue(list.jobs);
     return server;

@@ -1,0 +1,15 @@
+#ifndef ZOJOBCHILD_H
+#define ZOJOBCHILD_H
+
+#include "schedule/ZoJobList.h"
+
+/// The process that runs one job: what happens in it from the fork to its end.
+class ZoJobChild
+{
+public:
+    /// Runs the job's command, records the job's end and reports it to the server. `list`: this
+    /// process's copy of the server's list.
+    [[noreturn]] static void live(ZoJobList& list, UtHandle<ZoJob> job);
+};
+
+#endif
