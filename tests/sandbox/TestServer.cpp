@@ -1,22 +1,37 @@
 #include "tests/sandbox/TestServer.h"
 
+#include "schedule/ZoJobServer.h"
+#include "utlib/UtSocket.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <pwd.h>
+#include <sstream>
 #include <unistd.h>
 
-TestServer::TestServer(int givenPort)
+static int serve(int port, void (*change)(ZoJobServer&))
+{
+    if (change) {
+        ZoJobServer server(port);
+        change(server);
+        server.mainLoop();
+        return 0;
+    }
+    const std::string start = KELVO_BUILD_DIR "/bin/start", text = std::to_string(port);
+    ::execl(start.c_str(), start.c_str(), "-jobserver", text.c_str(), (char*)nullptr);
+    return 127;
+}
+
+TestServer::TestServer(int givenPort, void (*change)(ZoJobServer&))
     : port(givenPort > 0 ? givenPort : Sandbox::freePort()),
       logFile(Sandbox::path("server-" + std::to_string(port) + ".log"))
 {
     const struct passwd* const entry = ::getpwuid(::getuid());
     const char* const variable = ::getenv("USER");
     user = entry ? entry->pw_name : variable ? variable : "user";
-    process = std::make_unique<Process>([this] {
-        const std::string start = KELVO_BUILD_DIR "/bin/start", text = std::to_string(port);
+    process = std::make_unique<Process>([&] {
         ::setenv("JOB_LOG_FILE", logFile.c_str(), 1);
-        ::execl(start.c_str(), start.c_str(), "-jobserver", text.c_str(), (char*)nullptr);
-        return 127;
+        return serve(port, change);
     });
     Sandbox::waitFor([this] { return Sandbox::isListening(port) || process->hasEnded(); });
     if (process->hasEnded() || !Sandbox::isListening(port))
@@ -30,6 +45,28 @@ TestServer::~TestServer()
         return;
     Sandbox::fail("The server on port " + std::to_string(port) + " has not ended by itself");
     ::kill(pid(), SIGKILL);
+}
+
+std::string TestServer::ask(const std::string& requests) const
+{
+    std::istringstream lines(requests);
+    std::string replies;
+    for (std::string line; std::getline(lines, line);)
+        replies += request(user + " " + line + "\n");
+    return replies;
+}
+
+int TestServer::connect(const std::string& bytes) const
+{
+    const int fd = UtSocket::connect(nullptr, port);
+    if (UtSocket::send(fd, "%s", bytes.c_str()) != 0)
+        Sandbox::fail("no connection to port " + std::to_string(port));
+    return fd;
+}
+
+bool TestServer::waitForStatus(const std::string& status) const
+{
+    return Sandbox::waitFor([&] { return ask("status") == status + "\n"; });
 }
 
 int TestServer::wait(double seconds)

@@ -6,9 +6,11 @@
 
 #include <memory>
 
+class ZoJobServer;
+
 /// A job server, started with the built launcher as a process of its own in the sandbox's world, as
-/// the world is at that moment. It is told to quit at the end of its scope, and killed if it does
-/// not.
+/// the world is at that moment; or a fork of this process, if its fields are to be changed first.
+/// It is told to quit at the end of its scope, and killed if it does not.
 class TestServer
 {
 public:
@@ -17,13 +19,18 @@ public:
     std::unique_ptr<Process> process;
 
     /// Returns when the server listens; fails when it does not. Port 0 takes a free one.
-    explicit TestServer(int port = 0);
+    explicit TestServer(int port = 0, void (*change)(ZoJobServer&) = nullptr);
     TestServer(const TestServer&) = delete;
     TestServer& operator=(const TestServer&) = delete;
     ~TestServer();
 
     pid_t pid() const { return process->pid; }
     std::string request(const std::string& bytes) const { return Sandbox::request(port, bytes); }
+    /// The replies to the requests of this user, one a line: ask("status\nlist").
+    std::string ask(const std::string& requests) const;
+    /// A connection on which these bytes have been sent.
+    int connect(const std::string& bytes) const;
+    bool waitForStatus(const std::string& status) const;
     std::string log() const { return Sandbox::read(logFile); }
 
     /// Waits for the server's own end. Returns its exit status, or -1 when it was killed by a

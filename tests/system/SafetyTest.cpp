@@ -82,27 +82,6 @@ static std::string states()
     return found;
 }
 
-TEST(Safety, QueueGoesOnAfterADeadJobChild)
-{
-    TestServer server;
-    const std::string released = Sandbox::path("released");  // ends the orphaned command at once
-    const std::string command = "while [ ! -e " + released + " ]; do sleep 0.1; done";
-    server.request("tester submit \"" + command + "\" \"\" \"\"\n");
-    server.request("tester submit \"true\" \"\" \"\"\n");
-    EXPECT_EQ("ok\n", server.request("tester run\n"));
-    ZoJobList list;
-    ASSERT_EQ(2, list.jobs.size());
-    ASSERT_TRUE(Sandbox::waitFor([&] { return server.log().find("executing") + 1; }));
-    ASSERT_EQ(0, ::kill(list.jobs[0]->pid, SIGKILL));
-    // Whoever asks all the time must not keep the server from noticing.
-    const auto isDone = [&] { return server.request("tester status\n") == "done\n"; };
-    EXPECT_TRUE(Sandbox::waitFor(isDone, 31 + 5));
-    EXPECT_EQ("13 12 ", states());
-    Sandbox::write(released, "");
-    ZoJobServer::send(server.port, "tester quit");
-    EXPECT_EQ(0, server.wait());
-}
-
 TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
 {
     const std::string directory = Sandbox::path("job");
@@ -121,19 +100,12 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
                 ":0:0:" + std::to_string(pid) + "\n";
     }
     Sandbox::write(Sandbox::queueFile(), text);
-    ZoJobServer server(0);
-    server.secondsPerPass = server.secondsBetweenLooks = 0.5;
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        server.mainLoop();
-        ::_exit(0);
-    }
+    TestServer server(0,
+                      [](ZoJobServer& one) { one.secondsPerPass = one.secondsBetweenLooks = 0.5; });
     // One look is enough for jobs from before the machine's start, two for a process that is gone.
     EXPECT_TRUE(Sandbox::waitFor([] { return states() == "11 13 13 11 "; })) << states();
     EXPECT_TRUE(Sandbox::waitFor([] { return states() == "13 13 13 11 "; })) << states();
-    EXPECT_EQ("running\n", Sandbox::request(server.port, "tester status\n"));
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
+    EXPECT_EQ("running\n", server.ask("status"));
 }
 
 TEST(Safety, RootIsServed)

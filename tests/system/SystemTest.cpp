@@ -28,40 +28,6 @@ protected:
             fs::create_directories(directory);
     }
 
-    /// The replies to the requests, one a line.
-    static std::string ask(const TestServer& server, const std::string& requests)
-    {
-        std::istringstream lines(requests);
-        std::string replies;
-        for (std::string line; std::getline(lines, line);)
-            replies += server.request("tester " + line + "\n");
-        return replies;
-    }
-
-    static void waitForStatus(const TestServer& server, const std::string& status)
-    {
-        EXPECT_TRUE(Sandbox::waitFor([&] { return ask(server, "status") == status + "\n"; }));
-    }
-
-    static int connect(const TestServer& server, const std::string& bytes)
-    {
-        const int fd = UtSocket::connect(nullptr, server.port);
-        EXPECT_EQ(0, UtSocket::send(fd, "%s", bytes.c_str()));
-        return fd;
-    }
-
-    /// Seconds until `next` gets its answer, while `slow` sends a byte a second; 40 at most.
-    static int secondsUntilAnswer(int next, int slow)
-    {
-        struct pollfd answer = { next, POLLIN, 0 };
-        int seconds = 0;
-        for (; ::poll(&answer, 1, 1000) == 0 && seconds < 40; ++seconds)
-            ::send(slow, "x", 1, MSG_NOSIGNAL);
-        UtSocket::close(slow);
-        UtSocket::close(next);
-        return seconds;
-    }
-
     static int open(const char* host = nullptr) { return ZoScheduleOpen(host, "app", "", ""); }
 
     /// An application: a fork of this process, in which no server was looked for before.
@@ -82,11 +48,11 @@ TEST_F(System, AnswersByteForByte)
     EXPECT_EQ("error\n", server.request("Tester status\n"));
     EXPECT_EQ("error\n", server.request("\n"));
     std::string replies =
-        ask(server, "status\nlist of all\nsubmit \"a  b\" \"c\" \"\"\nsubmit \"\" \"c\" d1\n"
-                    "run 50000000000 d3\nkill\nrun 50000000000 d1\nstatus\nrun\nlist");
+        server.ask("status\nlist of all\nsubmit \"a  b\" \"c\" \"\"\nsubmit \"\" \"c\" d1\n"
+                   "run 50000000000 d3\nkill\nrun 50000000000 d1\nstatus\nrun\nlist");
     EXPECT_TRUE(Sandbox::waitFor([] { return fs::exists("d1/up"); }));
-    replies += ask(server, "kill\nlist\ndone\nremove\nremove 50000000000 d1\n"
-                           "remove 50000000000 d1\nlist\n\nSTATUS\nquit");
+    replies += server.ask("kill\nlist\ndone\nremove\nremove 50000000000 d1\n"
+                          "remove 50000000000 d1\nlist\n\nSTATUS\nquit");
     replies = std::regex_replace(replies, std::regex("\\b\\d{10}\\b"), "TIME");
     replies = std::regex_replace(replies, std::regex("/\\S+/kelvojob\\w{6} "), "FRESH ");
     const std::string first = " \"touch up; sleep 100\" \"two  words\" d1 50000000000 ",
@@ -104,8 +70,8 @@ TEST_F(System, RunsTheWaitingJobsOneAfterAnother)
 {
     TestServer server;
     const std::string job = "submit \"echo in >> ../order; sleep 0.3; echo out >> ../order\" \"\" ";
-    EXPECT_EQ("ok\nok\nok\n", ask(server, job + "d1\n" + job + "d2\nrun"));
-    waitForStatus(server, "done");
+    EXPECT_EQ("ok\nok\nok\n", server.ask(job + "d1\n" + job + "d2\nrun"));
+    EXPECT_TRUE(server.waitForStatus("done"));
     EXPECT_EQ("in\nout\nin\nout\n", Sandbox::read("order"));
     const ZoJobList list;
     ASSERT_EQ(2, list.jobs.size());
@@ -115,25 +81,25 @@ TEST_F(System, RunsTheWaitingJobsOneAfterAnother)
 TEST_F(System, KillsTheWholeTreeAndStartsNoFurtherJob)
 {
     TestServer server;
-    ask(server, "submit \"sleep 99 & (sleep 98 & echo > up; wait) & wait\" \"\" d1\n"
-                "submit \"true\" \"\" d2\nrun");
+    server.ask("submit \"sleep 99 & (sleep 98 & echo > up; wait) & wait\" \"\" d1\n"
+               "submit \"true\" \"\" d2\nrun");
     ASSERT_TRUE(Sandbox::waitFor([] { return fs::exists("d1/up"); }));
-    EXPECT_EQ("ok\n2\n13 ", ask(server, "kill\nlist").substr(0, 8));
-    EXPECT_EQ("waiting\n", ask(server, "status"));
+    EXPECT_EQ("ok\n2\n13 ", server.ask("kill\nlist").substr(0, 8));
+    EXPECT_EQ("waiting\n", server.ask("status"));
     // What is left of the tree now fails the test at its end.
 }
 
 TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
 {
     TestServer first;
-    ask(first, "submit \"until [ -e end ]; do sleep 0.01; done\" \"\" d1\n"
-               "submit \"true\" \"\" d2\nrun");
-    const std::string queue = ask(first, "list");
+    first.ask("submit \"until [ -e end ]; do sleep 0.01; done\" \"\" d1\n"
+              "submit \"true\" \"\" d2\nrun");
+    const std::string queue = first.ask("list");
     EXPECT_EQ(0, first.quit());
     TestServer second(first.port);
-    EXPECT_EQ(queue + "running\n", ask(second, "list\nstatus"));
+    EXPECT_EQ(queue + "running\n", second.ask("list\nstatus"));
     Sandbox::write("d1/end", "");
-    waitForStatus(second, "waiting");
+    EXPECT_TRUE(second.waitForStatus("waiting"));
 }
 
 TEST_F(System, SurvivesClientsThatBreakOff)
@@ -142,48 +108,12 @@ TEST_F(System, SurvivesClientsThatBreakOff)
     const std::string line = "tester submit \"x\" \"\" d1";
     for (const std::string& request :
          { line, line + std::string("\0\n", 2), line + std::string(2 << 20, ' ') + "\n" })
-        EXPECT_EQ("0\n", server.request(request) + ask(server, "list"));
+        EXPECT_EQ("0\n", server.request(request) + server.ask("list"));
     ::kill(server.pid(), SIGSTOP);  // the next client has gone before the server sees it
-    UtSocket::close(connect(server, "tester list\n"));
+    UtSocket::close(server.connect("tester list\n"));
     ::kill(server.pid(), SIGCONT);
-    EXPECT_EQ("0\n", ask(server, "list"));
+    EXPECT_EQ("0\n", server.ask("list"));
     EXPECT_EQ(std::string::npos, server.log().find("refused"));
-}
-
-TEST_F(System, GivesALineTwentyFiveSecondsInAll)
-{
-    TestServer server;
-    const int slow = connect(server, "tester"), next = connect(server, "tester status\n");
-    EXPECT_NEAR(25, secondsUntilAnswer(next, slow), 3);
-}
-
-TEST_F(System, GivesAReaderOfALongListTwentyFiveSeconds)
-{
-    std::string queue;
-    for (int i = 0; i < 50000; ++i)
-        queue += "10:" + std::string(80, 'x') + "::d1:1:0:0:0:-1\n";
-    Sandbox::write(Sandbox::queueFile(), queue);
-    Sandbox::write("d1/.1", "");
-    TestServer server;
-    const int gone = connect(server, "tester list\n");
-    UtString line;
-    EXPECT_LT(0, UtSocket::readLine(gone, line));
-    UtSocket::close(gone);
-    // What comes behind the request must not cost its sender the rest of the reply.
-    const std::string list = server.request("tester list\ntester status\n");
-    EXPECT_EQ(50001, std::count(list.begin(), list.end(), '\n'));
-    const int still = connect(server, "tester list\n"), next = connect(server, "tester status\n");
-    EXPECT_NEAR(25, secondsUntilAnswer(next, -1), 3);
-    UtSocket::close(still);
-}
-
-TEST_F(System, EndsAfterThirtyIdleSecondsUnlessAJobRuns)
-{
-    TestServer idle, busy;
-    EXPECT_EQ("ok\nok\n", ask(busy, "submit \"exec sleep 50\" \"\" d1\nrun"));
-    EXPECT_EQ(0, idle.wait(35));
-    EXPECT_TRUE(Sandbox::waitFor([&] { return busy.log().find("returned 0\n") + 1 != 0; }));
-    EXPECT_EQ("running\nok\n", ask(busy, "status\nkill"));
 }
 
 TEST_F(System, TheLauncherSaysWhatIsWrong)
