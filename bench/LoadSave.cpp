@@ -1,12 +1,10 @@
 // What one change of the queue costs: load the whole file, look every marker up, save the whole
 // file, inside the lock brackets. The floor does no more than the system calls that this needs.
 
-#include "bench/support/Carry.h"
-#include "bench/support/Place.h"
-#include "bench/support/Report.h"
+#include "bench/Queue.h"
+#include "bench/Report.h"
 #include "schedule/ZoJobList.h"
-
-#include <algorithm>
+#include "tests/sandbox/Sandbox.h"
 
 static void withSizes(benchmark::internal::Benchmark* one)
 {
@@ -17,8 +15,7 @@ static void withSizes(benchmark::internal::Benchmark* one)
 static void loadSave(benchmark::State& state)
 {
     const long count = state.range(0);
-    Place::makeJobs(count);
-    Place::write(Place::queueFile(), Place::queueText(count));
+    Queue::write(count);
     ZoJobList list;
     for (auto _ : state) {
         list.lockQueue();
@@ -26,16 +23,16 @@ static void loadSave(benchmark::State& state)
         list.writeQueue(list.jobs);
         list.unlockQueue();
     }
-    if (list.jobs.size() != count || Place::read(Place::queueFile()) != Place::queueText(count))
+    if (list.jobs.size() != count || Sandbox::read(Sandbox::queueFile()) != Queue::text(count))
         state.SkipWithError("the queue is not what it was");
 }
 BENCHMARK(loadSave)->Name("LoadSave")->Apply(withSizes);
 
 static void floorOfIt(benchmark::State& state)
 {
-    Carry carry(state.range(0));
+    QueueFloor floor(state.range(0));
     for (auto _ : state) {
-        if (!carry.once()) {
+        if (!floor.readLookUpWrite()) {
             state.SkipWithError("a file is missing");
             break;
         }
@@ -49,8 +46,7 @@ int main(int argc, char** argv)
     const std::string what = "load and save of ";
     std::vector<Comparison> rows;
     for (const char* name : { "10", "100", "1,000", "10,000", "100,000" }) {
-        std::string size = std::string("/") + name;
-        size.erase(std::remove(size.begin(), size.end(), ','), size.end());
+        const std::string size = "/" + withoutCommas(name);
         rows.push_back({ what + name + " jobs", "LoadSave" + size, "Floor" + size, floor,
                          size == "/10000" ? 1.5 : 0 });
     }

@@ -1,11 +1,10 @@
 // What a person meets: the command as a whole process, the server's memory, its idle hours, and how
 // soon a job begins. One word chooses a question: submit, memory, start or idle.
 
-#include "bench/support/Place.h"
-#include "bench/support/Process.h"
-#include "bench/support/Report.h"
-#include "bench/support/Servers.h"
+#include "bench/Queue.h"
+#include "bench/Report.h"
 #include "schedule/ZoSchedule.h"
+#include "tests/sandbox/TestServer.h"
 #include "utlib/UtSocket.h"
 
 #include <cstdio>
@@ -20,25 +19,17 @@ static const long MANY = 10000;
 static const int IDLE_SECONDS = 31;  // one pass of the server's loop, and a little
 static const int STARTS = 5;
 
-static void fillQueue(long count)
-{
-    Place::makeJobs(count);
-    Place::write(Place::queueFile(), Place::queueText(count));
-}
-
 static void expect(bool condition, const char* what)
 {
-    if (condition)
-        return;
-    std::fprintf(stderr, "%s\n", what);
-    ::exit(1);
+    if (!condition)
+        Sandbox::fail(what);
 }
 
 static void measureSubmit()
 {
-    fillQueue(0);
-    JobServer server;
-    const std::string zojob = Place::installation() + "/bin/zojob";
+    Queue::write(0);
+    TestServer server(Sandbox::SCHEDULE_PORT);
+    const std::string zojob = KELVO_BUILD_DIR "/bin/zojob";
     const double seconds = Process::medianOf(50, { zojob, "submit", "true" });
     printFigure("`zojob submit` as a whole process, empty queue", timeText(seconds), seconds, 0.010,
                 "at most 10 ms");
@@ -49,16 +40,16 @@ static void measureSubmit()
 /// What the server holds after it has submitted, listed and submitted again.
 static double memoryWith(long count)
 {
-    fillQueue(count);
-    JobServer server;
+    Queue::write(count);
+    TestServer server(Sandbox::SCHEDULE_PORT);
     UtDArray<UtHandle<ZoJob>> jobs;
     for (int i = 0; i < 3; ++i) {
-        const int fd = JobServer::open();
+        const int fd = Queue::open();
         expect(ZoScheduleJobSubmit(fd, "true", "", nullptr) == 0, "not submitted");
         UtSocket::close(fd);
-        expect(ZoScheduleJobList(JobServer::open(), jobs) > count, "not listed");
+        expect(ZoScheduleJobList(Queue::open(), jobs) > count, "not listed");
     }
-    return ProcessTable::resident(server.pid);
+    return ProcessTable::resident(server.pid());
 }
 
 static void measureMemory()
@@ -76,9 +67,9 @@ static void measureMemory()
 
 static std::string statusOf()
 {
-    const int fd = JobServer::open();
+    const int fd = Queue::open();
     char reply[64] = {};
-    UtSocket::send(fd, "bench status\n");
+    UtSocket::send(fd, "tester status\n");
     UtSocket::receive(fd, reply, sizeof reply - 1, 1);
     UtSocket::close(fd);
     return reply;
@@ -89,7 +80,7 @@ static std::string statusOf()
 static double startOnce(int pipe, UtHandle<ZoJob> job)
 {
     const double start = now();
-    const int fd = JobServer::open();
+    const int fd = Queue::open();
     expect(ZoScheduleJobRun(fd, job) == 0, "not run");
     struct pollfd waiting = { pipe, POLLIN, 0 };
     expect(::poll(&waiting, 1, 10000) == 1, "the job has not begun");
@@ -104,21 +95,21 @@ static double startOnce(int pipe, UtHandle<ZoJob> job)
 
 static double medianStart(long count)
 {
-    fillQueue(count);
-    JobServer server;
-    const std::string path = Place::home() + "/pipe", directory = Place::home() + "/run";
+    Queue::write(count);
+    TestServer server(Sandbox::SCHEDULE_PORT);
+    const std::string path = Sandbox::path("pipe"), directory = Sandbox::path("run");
     ::mkdir(directory.c_str(), 0775);
     ::unlink(path.c_str());
     expect(::mkfifo(path.c_str(), 0600) == 0, "no pipe");
     const int pipe = ::open(path.c_str(), O_RDWR | O_CLOEXEC);  // it never ends
     std::vector<double> seconds;
     for (int i = 0; i < STARTS; ++i) {
-        const int fd = JobServer::open();
+        const int fd = Queue::open();
         const std::string command = "printf x >" + path;
         expect(ZoScheduleJobSubmit(fd, command.c_str(), "", nullptr) == 0, "not submitted");
         UtSocket::close(fd);
         UtDArray<UtHandle<ZoJob>> jobs;
-        const long size = ZoScheduleJobList(JobServer::open(), jobs);
+        const long size = ZoScheduleJobList(Queue::open(), jobs);
         expect(size > count, "not listed");
         seconds.push_back(startOnce(pipe, jobs[size - 1]));
     }
@@ -137,20 +128,20 @@ static void measureStart()
 
 static void measureIdle()
 {
-    fillQueue(0);
-    JobServer server;
-    const int fd = JobServer::open();
+    Queue::write(0);
+    TestServer server(Sandbox::SCHEDULE_PORT);
+    const int fd = Queue::open();
     expect(ZoScheduleJobSubmit(fd, "sleep 1000", "", nullptr) == 0, "not submitted");
     UtSocket::close(fd);
-    const int again = JobServer::open();
+    const int again = Queue::open();
     expect(ZoScheduleJobRun(again, UtHandle<ZoJob>()) == 0, "not run");
     UtSocket::close(again);
     ::sleep(1);
-    const long wakeUps = ProcessTable::wakeUps(server.pid);
-    const double cpu = ProcessTable::cpuSeconds(server.pid);
+    const long wakeUps = ProcessTable::wakeUps(server.pid());
+    const double cpu = ProcessTable::cpuSeconds(server.pid());
     ::sleep(IDLE_SECONDS);
-    const long more = ProcessTable::wakeUps(server.pid) - wakeUps;
-    const double used = ProcessTable::cpuSeconds(server.pid) - cpu;
+    const long more = ProcessTable::wakeUps(server.pid()) - wakeUps;
+    const double used = ProcessTable::cpuSeconds(server.pid()) - cpu;
     expect(wakeUps > 0, "no server");
     printFigure("idle server with a job running: wake-ups in 31 s", std::to_string(more),
                 (double)more, 1, "one in 30 s");
@@ -159,7 +150,8 @@ static void measureIdle()
 
 int main(int argc, char** argv)
 {
-    Place::enter(argv);
+    Sandbox::enter(argv);
+    TestServer::logs = false;
     const std::string word = argc > 1 ? argv[1] : "";
     if (word == "submit")
         measureSubmit();

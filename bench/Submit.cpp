@@ -3,11 +3,11 @@
 // server, which reads and writes a file; the floor of a long one is what the file and its markers
 // cost.
 
-#include "bench/support/Carry.h"
-#include "bench/support/Place.h"
-#include "bench/support/Report.h"
-#include "bench/support/Servers.h"
+#include "bench/FloorServer.h"
+#include "bench/Queue.h"
+#include "bench/Report.h"
 #include "schedule/ZoSchedule.h"
+#include "tests/sandbox/TestServer.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -22,19 +22,18 @@ static const char DESCRIPTION[] = "nightly build";
 static void submitTo(benchmark::State& state, const std::string& directory)
 {
     const long count = state.range(0);
-    Place::makeJobs(count);
-    Place::write(Place::queueFile(), Place::queueText(count));
-    JobServer server;
-    ::close(JobServer::open());  // the first one probes the server
+    Queue::write(count);
+    TestServer server(Sandbox::SCHEDULE_PORT);
+    ::close(Queue::open());  // the first one probes the server
     for (auto _ : state) {
-        const int fd = JobServer::open();
+        const int fd = Queue::open();
         if (ZoScheduleJobSubmit(fd, COMMAND, DESCRIPTION, directory.c_str()) != 0)
             state.SkipWithError("refused");
         ::close(fd);
         state.PauseTiming();
-        if ((long)fs::file_size(Place::queueFile()) <= count * Place::RECORD_SIZE)
+        if ((long)fs::file_size(Sandbox::queueFile()) <= count * Queue::RECORD_SIZE)
             state.SkipWithError("not queued");
-        fs::resize_file(Place::queueFile(), count * Place::RECORD_SIZE);
+        fs::resize_file(Sandbox::queueFile(), count * Queue::RECORD_SIZE);
         if (!directory.empty()) {
             fs::remove_all(directory);
             fs::create_directory(directory);
@@ -45,7 +44,7 @@ static void submitTo(benchmark::State& state, const std::string& directory)
 
 static void submitHere(benchmark::State& state)
 {
-    const std::string directory = Place::home() + "/run";
+    const std::string directory = Sandbox::path("run");
     fs::create_directory(directory);
     submitTo(state, directory);
 }
@@ -72,15 +71,15 @@ static void changeFile(const char* file, const std::string& record)
 
 static void floorOfRequest(benchmark::State& state)
 {
-    const std::string file = Place::home() + "/floor", record = Place::record(0);
-    Place::write(file, "");
-    const LeastServer server([&](int fd) {
+    const std::string file = Sandbox::path("floor"), record = Queue::record(0);
+    Sandbox::write(file, "");
+    const FloorServer server([&](int fd) {
         changeFile(file.c_str(), record);
         writeAll(fd, "ok", 2);
         writeAll(fd, "\n", 1);
     });
-    const std::string line = std::string("bench submit \"") + COMMAND + "\" \"" + DESCRIPTION +
-                             "\" \"" + Place::home() + "/run\"\n";
+    const std::string line = std::string("tester submit \"") + COMMAND + "\" \"" + DESCRIPTION +
+                             "\" \"" + Sandbox::path() + "/run\"\n";
     for (auto _ : state) {
         if (server.request(line) != 3)
             state.SkipWithError("no answer");
@@ -93,9 +92,9 @@ BENCHMARK(floorOfRequest)->Name("Floor")->Arg(0)->UseRealTime();
 
 static void floorOfQueue(benchmark::State& state)
 {
-    Carry carry(state.range(0));
+    QueueFloor floor(state.range(0));
     for (auto _ : state) {
-        if (!carry.once())
+        if (!floor.readLookUpWrite())
             state.SkipWithError("a file is missing");
     }
 }

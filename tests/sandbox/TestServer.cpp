@@ -9,6 +9,8 @@
 #include <sstream>
 #include <unistd.h>
 
+bool TestServer::logs = true;
+
 static int serve(int port, void (*change)(ZoJobServer&))
 {
     if (change) {
@@ -30,7 +32,8 @@ TestServer::TestServer(int givenPort, void (*change)(ZoJobServer&))
     const char* const variable = ::getenv("USER");
     user = entry ? entry->pw_name : variable ? variable : "user";
     process = std::make_unique<Process>([&] {
-        ::setenv("JOB_LOG_FILE", logFile.c_str(), 1);
+        if (logs)
+            ::setenv("JOB_LOG_FILE", logFile.c_str(), 1);
         return serve(port, change);
     });
     Sandbox::waitFor([this] { return Sandbox::isListening(port) || process->hasEnded(); });

@@ -17,6 +17,7 @@ public:
     int port;
     std::string logFile;  ///< what JOB_LOG_FILE names to it
     std::unique_ptr<Process> process;
+    static bool logs;  ///< whether servers write their log
 
     /// Returns when the server listens; fails when it does not. Port 0 takes a free one.
     explicit TestServer(int port = 0, void (*change)(ZoJobServer&) = nullptr);

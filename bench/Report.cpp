@@ -1,6 +1,6 @@
-#include "bench/support/Report.h"
+#include "bench/Report.h"
 
-#include "bench/support/Place.h"
+#include "tests/sandbox/TestServer.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -55,10 +55,10 @@ std::string timeText(double seconds)
     return text;
 }
 
-double median(std::vector<double> values)
+std::string withoutCommas(std::string number)
 {
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
+    number.erase(std::remove(number.begin(), number.end(), ','), number.end());
+    return number;
 }
 
 void printRow(const std::string& what, const std::string& figure, const std::string& reference,
@@ -96,7 +96,8 @@ static void printComparison(const Comparison& row, const std::map<std::string, M
 
 int benchMain(int argc, char** argv, const std::vector<Comparison>& comparisons)
 {
-    Place::enter(argv);
+    Sandbox::enter(argv);
+    TestServer::logs = false;
     const char* const defaults[] = { "--benchmark_repetitions=9", "--benchmark_min_time=0.02",
                                      "--benchmark_enable_random_interleaving=true",
                                      "--benchmark_display_aggregates_only=true" };
