@@ -22,6 +22,7 @@ static const char HELP[] =
     "\n"
     "JOB_PORT      the port where no PORT is given; %d without it. Applications look there, too\n"
     "JOB_LOG_FILE  file to which the server and its jobs append what they do; unset: no log\n"
+    "JOB_SYNC      \"off\": do not wait for the disk; faster, but a power cut can cost the queue\n"
     "JOB_PEERS     who may send requests besides the user's own processes on this machine:\n"
     "              \"local\" (the default) nobody; \"any\" whoever reaches the port from another\n"
     "              machine and knows the user's name, who can then run commands as that user\n";

@@ -1,10 +1,13 @@
 #include "schedule/ZoJobList.h"
 
+#include "schedule/ZoDisk.h"
 #include "schedule/ZoIdentity.h"
 #include "schedule/ZoJobChild.h"
 #include "schedule/ZoJobChildren.h"
 #include "schedule/ZoProcessTree.h"
 #include "schedule/ZoQueueBracket.h"
+#include "schedule/ZoQueueFile.h"
+#include "schedule/ZoQueueText.h"
 #include "utlib/UtTmpDir.h"
 
 #include <cerrno>
@@ -20,7 +23,8 @@ static const int MARKER_MODE = 0664;
 
 UtFilename ZoJobList::logFile;
 
-ZoJobList::ZoJobList() : children(new ZoJobChildren)
+ZoJobList::ZoJobList()
+    : queueFile(new ZoQueueFile(homeDirectory, hostName)), children(new ZoJobChildren)
 {
     ZoIdentity::hostName(hostName);
     ZoIdentity::userAndHome(user, homeDirectory);
@@ -34,6 +38,7 @@ ZoJobList::ZoJobList() : children(new ZoJobChildren)
 ZoJobList::~ZoJobList()
 {
     delete children;
+    delete queueFile;
 }
 
 /// 1 if one of the jobs is in the state, else 0.
@@ -73,7 +78,8 @@ void ZoJobList::submit(const char* command, const char* description, const char*
     job->directory = directory;
     job->id = ::time(nullptr);
     job->state = ZoJob::WAITING;
-    if (job->directory.length() == 0) {
+    const bool isFresh = job->directory.length() == 0;
+    if (isFresh) {
         UtTmpDir fresh("kelvojob", false, false);
         fresh.create(DIRECTORY_MODE);  // without one there is no marker, and the job is dropped
         job->directory = fresh;
@@ -82,6 +88,10 @@ void ZoJobList::submit(const char* command, const char* description, const char*
         UtFilename marker;
         marker.printf("%s/.%lld", (const char*)job->directory, job->id);
         marker.create(MARKER_MODE);  // without it the next load drops the job
+        ZoDisk::syncPath(marker);
+        ZoDisk::syncPath(job->directory);
+        if (isFresh)
+            ZoDisk::syncParent(job->directory);
     }
     const ZoQueueBracket bracket(*this);
     jobs.append(job);
@@ -163,7 +173,7 @@ int ZoJobList::run(UtHandle<ZoJob> job)
     if (!job || job->state != ZoJob::WAITING)
         return -1;
     // Started without a record, it would be waiting at the next load and be run again and again.
-    if (prepareSave() != 0) {
+    if (queueFile->prepare() != 0) {
         log("the queue cannot be saved, no job is started: %s\n", ::strerror(errno));
         return -1;
     }
@@ -260,6 +270,50 @@ int ZoJobList::endLostJobs()
         markLostJobs();
     children->noteMissing(jobs);
     return isLost && !isRunning();
+}
+
+void ZoJobList::readQueue(UtDArray<UtHandle<ZoJob>>& intoJobs)
+{
+    UtString text;
+    if (queueFile->read(text) == 0)
+        ZoQueueText::read(text, intoJobs);
+}
+
+void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)
+{
+    ZoQueueText::read(text, intoJobs);
+}
+
+void ZoJobList::writeQueue(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
+{
+    ZoQueueText::write(text, ofJobs);
+}
+
+void ZoJobList::writeQueue(UtDArray<UtHandle<ZoJob>>& ofJobs)
+{
+    UtString text;
+    ZoQueueText::write(text, ofJobs);
+    queueFile->write(text);  // a save that fails leaves the file as it was, and is not reported
+}
+
+void ZoJobList::update()
+{
+    const ZoQueueBracket bracket(*this);
+}
+
+void ZoJobList::lockQueue()
+{
+    queueFile->lock();
+}
+
+void ZoJobList::unlockQueue()
+{
+    queueFile->unlock();
+}
+
+void ZoJobList::leaveBracket()
+{
+    queueFile->forget();
 }
 
 void ZoJobList::log(const char* format, ...)

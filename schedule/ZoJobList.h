@@ -9,6 +9,7 @@
 #include "utlib/UtString.h"
 
 class ZoJobChildren;
+class ZoQueueFile;
 
 /// The job queue of one user on one host. The queue lives in a text file in the user's home
 /// directory; `jobs` is a copy of it as of the last load or save. The server owns one list; each
@@ -25,7 +26,7 @@ public:
     UtDArray<UtHandle<ZoJob>> jobs;  ///< in the order of the queue file
     int port = -1;                   ///< where job children report; -1 until the server listens
     UtDArray<int> fdsToClose;        ///< descriptors that a forked job child closes first
-    int lockFile = -1;               ///< descriptor of the lock file inside a bracket, else -1
+    ZoQueueFile* queueFile;          ///< owned; the queue on the disk
     ZoJobChildren* children;         ///< owned; the processes that run jobs
 
     /// Name of the log file; nothing is logged while it is empty.
@@ -116,18 +117,6 @@ public:
 private:
     bool hasLostJobs();
     void markLostJobs();
-    /// Formats the path of a file beside the queue file, "<home><name><host>". Returns 0, or -1
-    /// when it does not fit into the buffer.
-    int formatPath(char* buffer, long size, const char* name);
-
-    /// Tells, inside a bracket, whether a save can be expected to succeed: the queue file can be
-    /// opened, and the disk has room for the journal, which is then ready. The bracket must end in
-    /// a save. Without a queue file there is nothing that a failed save could bring back. Returns
-    /// 0, or -1 with errno set.
-    int prepareSave();
-
-    /// Puts the text of a whole journal back into the queue file; empties the journal.
-    void recoverQueue();
 };
 
 #endif

@@ -1,5 +1,7 @@
+#include "schedule/ZoQueueFile.h"
+
+#include "schedule/ZoDisk.h"
 #include "schedule/ZoJobList.h"
-#include "schedule/ZoQueueBracket.h"
 #include "utlib/UtClock.h"
 
 #include <cerrno>
@@ -9,25 +11,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// The queue file is rewritten in place, and a process can be killed at any moment of it. While a
-// rewrite is under way, the lock file therefore holds the text that the queue had before, behind a
-// header with its length and checksum. One rule carries everything: a whole journal is the queue.
-
 static const long PATH_BUFFER = 1024;
-static const int LOCK_MODE = 0600;
+static const int FILE_MODE = 0600;  // a command that somebody writes there would run as us
 static const long long READ_LOCK_WAIT = 2000;    // ms that a reader waits for a writer
 static const useconds_t READ_LOCK_PAUSE = 1000;  // microseconds between two tries
 static const int UNLOCKED_READS = 100;           // until one that no writer has disturbed
 
-/// Size of "kelvo-undo LENGTH CHECKSUM\n", with 20 digits and 16 hexadecimal ones.
-static const long HEADER_SIZE = 49;
+/// Size of "kelvo-undo LENGTH CHECKSUM LENGTH CHECKSUM\n": 20 decimal and 16 hexadecimal digits.
+static const long HEADER_SIZE = 87;
 
-int ZoJobList::formatPath(char* buffer, long size, const char* name)
-{
-    const int n = ::snprintf(buffer, size, "%s/%s-%s", (const char*)homeDirectory, name,
-                             (const char*)hostName);
-    return n < 0 || n >= size ? -1 : 0;
-}
+/// The part of it that tells of the old text.
+static const long OLD_SIZE = 48;
+
+/// Stands for the length of a new text that is not known yet.
+static const long UNKNOWN = -1;
 
 /// A 64-bit sum over words of eight bytes, the last one filled up with zeros: byte by byte it would
 /// take as long as the rest of a save. The shift lets high bits, too, reach every bit of the sum.
@@ -43,11 +40,13 @@ static unsigned long long checksum(const char* bytes, long size)
     return sum;
 }
 
-/// Writes the header of the journal of a text, and a NUL behind it.
-static void formatHeader(char (&header)[HEADER_SIZE + 1], const char* text, long length)
+/// Writes the header of a journal, and a NUL behind it. Without a new text it fits none.
+static void formatHeader(char (&header)[HEADER_SIZE + 1], const char* old, long oldLength,
+                         const UtString* next)
 {
-    ::snprintf(header, sizeof header, "kelvo-undo %020ld %016llx\n", length,
-               checksum(text, length));
+    ::snprintf(header, sizeof header, "kelvo-undo %020ld %016llx %020ld %016llx\n", oldLength,
+               checksum(old, oldLength), next ? next->length() : UNKNOWN,
+               next ? checksum(*next, next->length()) : 0);
 }
 
 /// Appends everything from the descriptor's position on. Returns 0 or -1.
@@ -84,24 +83,32 @@ static int writeAll(int fd, const char* bytes, long size)
     return 0;
 }
 
-/// Whether the lock file holds a whole journal; the text is then the queue.
-static bool readJournal(int lockFile, UtString& text)
+/// What a journal tells of the text that was being written.
+struct NextText {
+    long length = UNKNOWN;
+    unsigned long long sum = 0;
+};
+
+/// Whether the lock file holds a whole journal; `old` is then its text.
+static bool readJournal(int lockFile, UtString& old, NextText& next)
 {
     struct stat status;
-    if (::fstat(lockFile, &status) != 0 || status.st_size < HEADER_SIZE)
+    char start[HEADER_SIZE + 1] = {}, header[HEADER_SIZE + 1];
+    long length;
+    // The size first: what is no journal of ours need not be read.
+    if (::fstat(lockFile, &status) != 0 || status.st_size < HEADER_SIZE ||
+        ::pread(lockFile, start, HEADER_SIZE, 0) != HEADER_SIZE ||
+        ::sscanf(start, "kelvo-undo %20ld %*16[0-9a-f] %20ld %16llx", &length, &next.length,
+                 &next.sum) != 3 ||
+        length != status.st_size - HEADER_SIZE)
         return false;
-    UtString journal;
-    if (::lseek(lockFile, 0, SEEK_SET) != 0 || readAll(lockFile, journal) != 0 ||
-        journal.length() < HEADER_SIZE)
+    UtString text;
+    if (::lseek(lockFile, HEADER_SIZE, SEEK_SET) != HEADER_SIZE || readAll(lockFile, text) != 0)
         return false;
-    const char* const old = (const char*)journal + HEADER_SIZE;
-    const long length = journal.length() - HEADER_SIZE;
-    char header[HEADER_SIZE + 1];
-    formatHeader(header, old, length);
-    if (::memcmp(header, journal, HEADER_SIZE) != 0)
+    formatHeader(header, text, text.length(), nullptr);
+    if (text.length() != length || ::memcmp(header, start, OLD_SIZE) != 0)
         return false;
-    text = "";
-    text.appendText(old, length);
+    old = text;
     return true;
 }
 
@@ -114,30 +121,36 @@ static void emptyJournal(int lockFile)
         ZoJobList::log("cannot empty the journal: %s\n", ::strerror(errno));
 }
 
-/// Puts the text into the journal, on disk as far as the system is concerned. Returns 0, or -1 with
-/// the journal empty.
-static int writeJournal(int lockFile, const UtString& text)
-{
-    char header[HEADER_SIZE + 1];
-    formatHeader(header, text, text.length());
-    if (::lseek(lockFile, 0, SEEK_SET) == 0 && writeAll(lockFile, header, HEADER_SIZE) == 0 &&
-        writeAll(lockFile, text, text.length()) == 0)
-        return 0;
-    emptyJournal(lockFile);
-    return -1;
-}
-
-/// Reads a file as it is. Returns 0, or -1 with errno set.
+/// Reads the queue file as it is. Returns 0, or -1 with errno set: EACCES for what is no regular
+/// file.
 static int readFile(const char* path, UtString& text)
 {
-    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    const int fd = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return -1;
-    const int result = readAll(fd, text);
-    const int error = errno;
+    struct stat status;
+    int result = ::fstat(fd, &status);
+    int error = errno;
+    if (result == 0 && !S_ISREG(status.st_mode)) {
+        result = -1;
+        error = EACCES;
+    } else if (result == 0) {
+        result = readAll(fd, text);
+        error = errno;
+    }
     ::close(fd);
     errno = error;
     return result;
+}
+
+/// Whether the queue file holds the text that the journal says was being written.
+static bool isNext(const char* path, const NextText& next)
+{
+    struct stat status;
+    UtString text;
+    return next.length >= 0 && ::stat(path, &status) == 0 && status.st_size == next.length &&
+           readFile(path, text) == 0 && text.length() == next.length &&
+           checksum(text, text.length()) == next.sum;
 }
 
 /// Takes out what a damaged file holds from a NUL byte to the end of that line, and nothing more.
@@ -159,38 +172,40 @@ static void dropNulBytes(UtString& text)
     text.used = to + 1 - text.data;
 }
 
-/// Reads a text file; a NUL byte costs the rest of its line. Returns 0, or -1 when it cannot be
-/// read.
-static int readLines(const char* path, UtString& text)
+/// Opens the queue file for writing, and makes it where it is not there. Nobody else may write to
+/// it. Returns a descriptor, or -1 with errno set; `isNew` tells that it was made.
+static int openForWriting(const char* path, bool* isNew)
 {
-    if (readFile(path, text) != 0)
+    const int flags = O_WRONLY | O_NONBLOCK | O_CLOEXEC;
+    int fd = ::open(path, flags);
+    *isNew = fd < 0 && errno == ENOENT;
+    if (*isNew)
+        fd = ::open(path, flags | O_CREAT, FILE_MODE);
+    struct stat status;
+    if (fd < 0 || ::fstat(fd, &status) != 0)
         return -1;
-    dropNulBytes(text);
-    return 0;
+    if (!S_ISREG(status.st_mode)) {
+        ::close(fd);
+        errno = EACCES;
+        return -1;
+    }
+    if (status.st_mode & (S_IWGRP | S_IWOTH))
+        ::fchmod(fd, status.st_mode & 07777 & ~(S_IWGRP | S_IWOTH));  // fails for another's file
+    return fd;
 }
 
-/// Rewrites a file in place. Returns 0; 1 when it could not be opened and is as before; -1 when its
-/// contents are lost.
+/// Rewrites the queue file in place, on the disk. Returns 0; 1 when it could not be opened and is
+/// as before; -1 when its contents are lost.
 static int rewriteFile(const char* path, const UtString& text)
 {
-    FILE* const file = ::fopen(path, "we");
-    if (!file)
+    bool isNew;
+    const int fd = openForWriting(path, &isNew);
+    if (fd < 0)
         return 1;
-    const bool isWritten = ::fwrite(text, 1, text.length(), file) == (size_t)text.length();
+    const bool isWritten =
+        ::ftruncate(fd, 0) == 0 && writeAll(fd, text, text.length()) == 0 && ZoDisk::sync(fd) == 0;
     // A full disk may show only at the close.
-    return ::fclose(file) == 0 && isWritten ? 0 : -1;
-}
-
-/// Puts the text of the queue file into the journal and into `old`. Returns 0 or -1.
-static int startJournal(int lockFile, const char* path, UtString& old)
-{
-    if (readFile(path, old) != 0) {
-        // Out of descriptors or the like, a queue that is there must not be taken for an empty one.
-        if (errno != ENOENT && errno != EACCES)
-            return -1;
-        old = "";
-    }
-    return writeJournal(lockFile, old);
+    return ::close(fd) == 0 && isWritten && (!isNew || ZoDisk::syncParent(path) == 0) ? 0 : -1;
 }
 
 /// Waits for the exclusive lock on the file. Returns 0, or -1 where there are no locks.
@@ -239,21 +254,23 @@ struct Version {
     }
 };
 
-/// Reads the queue's text: a whole journal, else the queue file. Returns 0, or -1 when neither is
-/// there.
+/// Reads the queue's text by the journal's rule. Returns 0, or -1 when there is none.
 static int readText(int journal, const char* path, UtString& text)
 {
-    return (journal >= 0 && readJournal(journal, text)) ? 0 : readLines(path, text);
+    NextText next;
+    if (journal >= 0 && readJournal(journal, text, next) && !isNext(path, next))
+        return 0;
+    text = "";
+    return readFile(path, text);
 }
 
-/// Reads the queue's text without a lock. A rewrite that begins after the look at the journal shows
-/// in the files: then once more.
+/// The same without a lock. A rewrite that begins after the look at the journal shows in the files:
+/// then once more.
 static int readTextUnlocked(int journal, const char* path, UtString& text)
 {
     int result = -1;
     for (int i = 0; i < UNLOCKED_READS; ++i) {
         const Version before(journal, path);
-        text = "";
         result = readText(journal, path, text);
         if (before == Version(journal, path))
             break;
@@ -261,49 +278,166 @@ static int readTextUnlocked(int journal, const char* path, UtString& text)
     return result;
 }
 
-void ZoJobList::readQueue(UtDArray<UtHandle<ZoJob>>& intoJobs)
+/// Whether an open lock file can be one: a regular file of this user. Others could put a queue of
+/// their own into it.
+static bool isOurs(int fd)
+{
+    struct stat status;
+    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
+}
+
+ZoQueueFile::ZoQueueFile(const UtString& homeDirectory, const UtString& hostName)
+    : home(homeDirectory), host(hostName)
+{
+}
+
+ZoQueueFile::~ZoQueueFile()
+{
+    unlock();
+}
+
+/// Formats the path of a file, "<home>/<name>-<host>". Returns 0, or -1 when it does not fit.
+int ZoQueueFile::formatPath(char* buffer, long size, const char* name) const
+{
+    const int n = ::snprintf(buffer, size, "%s/%s-%s", (const char*)home, name, (const char*)host);
+    return n < 0 || n >= size ? -1 : 0;
+}
+
+/// Opens the lock file, and makes it where it is not there. Returns a descriptor or -1.
+static int openLockFile(const char* path)
+{
+    const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    int fd = ::open(path, flags);
+    if (fd < 0 && errno == ENOENT) {
+        fd = ::open(path, flags | O_CREAT, FILE_MODE);
+        if (fd >= 0)
+            ZoDisk::syncParent(path);  // a journal without a name would be none
+    }
+    if (fd < 0 || (isOurs(fd) && waitForLock(fd) == 0))
+        return fd;
+    ::close(fd);
+    return -1;
+}
+
+void ZoQueueFile::lock()
+{
+    char path[PATH_BUFFER];
+    if (bracket || formatPath(path, sizeof path, ".zojobs.lock") != 0)
+        return;
+    const int fd = openLockFile(path);
+    if (fd < 0)
+        return;
+    bracket = new Bracket;
+    bracket->lockFile = fd;
+    recover();
+}
+
+/// Puts the text of a whole journal back into the queue file; empties the journal.
+void ZoQueueFile::recover()
+{
+    struct stat status;
+    if (::fstat(bracket->lockFile, &status) == 0 && status.st_size == 0)
+        return;
+    char path[PATH_BUFFER];
+    NextText next;
+    // A journal that is not whole was cut off before the queue file was touched.
+    if (readJournal(bracket->lockFile, bracket->old, next) &&
+        formatPath(path, sizeof path, ".zojobs") == 0 && !isNext(path, next)) {
+        bracket->isRead = true;
+        if (rewriteFile(path, bracket->old) != 0) {
+            bracket->journal = Bracket::NEEDED;
+            return;
+        }
+    }
+    emptyJournal(bracket->lockFile);
+}
+
+void ZoQueueFile::unlock()
+{
+    if (!bracket)
+        return;
+    if (bracket->journal == Bracket::PREPARED)
+        emptyJournal(bracket->lockFile);  // nothing was saved after all
+    // A forked child may still have its copy open, so closing alone would not end the lock.
+    ::flock(bracket->lockFile, LOCK_UN);
+    forget();
+}
+
+void ZoQueueFile::forget()
+{
+    if (!bracket)
+        return;
+    ::close(bracket->lockFile);
+    delete bracket;
+    bracket = nullptr;
+}
+
+/// Reads the queue file for this bracket, once. Returns 0, or -1 with errno set.
+int ZoQueueFile::readOld(const char* path)
+{
+    if (bracket->isRead)
+        return 0;
+    bracket->old = "";
+    if (readFile(path, bracket->old) != 0)
+        return -1;
+    bracket->isRead = true;
+    return 0;
+}
+
+int ZoQueueFile::read(UtString& text)
 {
     char path[PATH_BUFFER], lockPath[PATH_BUFFER];
     if (formatPath(path, sizeof path, ".zojobs") != 0)
-        return;
-    // Outside the brackets a shared lock keeps a rewrite under way from being seen half done.
-    int reader = -1;
-    if (lockFile < 0 && formatPath(lockPath, sizeof lockPath, ".zojobs.lock") == 0)
-        reader = ::open(lockPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    UtString text;
-    const bool isLocked = reader < 0 || waitForSharedLock(reader) == 0;
-    const int journal = lockFile >= 0 ? lockFile : reader;
-    const int result =
-        isLocked ? readText(journal, path, text) : readTextUnlocked(journal, path, text);
-    if (reader >= 0)
-        ::close(reader);
-    if (result == 0)
-        readQueue(text, intoJobs);
-}
-
-void ZoJobList::writeQueue(UtDArray<UtHandle<ZoJob>>& ofJobs)
-{
-    UtString text, old;
-    writeQueue(text, ofJobs);
-    char path[PATH_BUFFER];
-    if (formatPath(path, sizeof path, ".zojobs") != 0)
-        return;
-    if (lockFile < 0) {
-        rewriteFile(path, text);  // without a lock file there is nowhere to keep the old text
-        return;
+        return -1;
+    int result;
+    if (bracket) {
+        result = readOld(path);
+        text = bracket->old;
+    } else {
+        // A shared lock keeps a rewrite under way from being seen half done.
+        int reader = -1;
+        if (formatPath(lockPath, sizeof lockPath, ".zojobs.lock") == 0)
+            reader = ::open(lockPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        const bool isLocked = reader < 0 || waitForSharedLock(reader) == 0;
+        const int journal = reader >= 0 && isOurs(reader) ? reader : -1;
+        result = isLocked ? readText(journal, path, text) : readTextUnlocked(journal, path, text);
+        if (reader >= 0)
+            ::close(reader);
     }
-    // A journal that is whole now could not be put back when the bracket began, or was made ready
-    // in it: it stays.
-    const bool wasWhole = readJournal(lockFile, old);
-    if (!wasWhole && startJournal(lockFile, path, old) != 0)
-        return;
-    const int result = rewriteFile(path, text);
-    const bool isUntouched = result > 0 && !wasWhole;
-    if (result == 0 || isUntouched || (result < 0 && rewriteFile(path, old) == 0))
-        emptyJournal(lockFile);
+    if (result == 0)
+        dropNulBytes(text);
+    return result;
 }
 
-int ZoJobList::prepareSave()
+/// Puts the old text into the journal, on the disk when the new one is known. Returns 0, or -1 with
+/// errno set and the journal empty.
+int ZoQueueFile::startJournal(const UtString* next)
+{
+    const int fd = bracket->lockFile;
+    const UtString& old = bracket->old;
+    char header[HEADER_SIZE + 1];
+    formatHeader(header, old, old.length(), next);
+    const bool isThere = bracket->journal == Bracket::PREPARED;  // all but the new header
+    if (::lseek(fd, 0, SEEK_SET) == 0 && writeAll(fd, header, HEADER_SIZE) == 0 &&
+        (isThere || writeAll(fd, old, old.length()) == 0) && (!next || ZoDisk::sync(fd) == 0)) {
+        bracket->journal = Bracket::PREPARED;
+        return 0;
+    }
+    const int error = errno;
+    emptyJournal(fd);
+    bracket->journal = Bracket::NO_JOURNAL;
+    errno = error;
+    return -1;
+}
+
+/// Whether a queue file that cannot be read for this reason may be taken for an empty one. Out of
+/// descriptors or the like, a queue that is there must not.
+static bool isNoQueue(int error)
+{
+    return error == ENOENT || error == EACCES;
+}
+
+int ZoQueueFile::prepare()
 {
     char path[PATH_BUFFER];
     if (formatPath(path, sizeof path, ".zojobs") != 0)
@@ -312,65 +446,40 @@ int ZoJobList::prepareSave()
     if (fd < 0)
         return errno == ENOENT || errno == ENOTDIR ? 0 : -1;
     ::close(fd);
-    UtString old;
-    return lockFile < 0 || readJournal(lockFile, old) ? 0 : startJournal(lockFile, path, old);
+    if (!bracket || bracket->journal != Bracket::NO_JOURNAL)
+        return 0;
+    return readOld(path) == 0 || isNoQueue(errno) ? startJournal(nullptr) : -1;
 }
 
-void ZoJobList::update()
+/// Rewrites the queue file under the protection of the journal. Returns 0 or -1.
+int ZoQueueFile::save(const char* path, const UtString& text)
 {
-    const ZoQueueBracket bracket(*this);
-}
-
-/// Whether the open file can serve as lock and journal: a regular file, on a file system with
-/// locks.
-static bool isLockable(int fd)
-{
-    struct stat status;
-    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && waitForLock(fd) == 0;
-}
-
-void ZoJobList::lockQueue()
-{
-    char path[PATH_BUFFER];
-    if (formatPath(path, sizeof path, ".zojobs.lock") != 0)
-        return;
-    lockFile = ::open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, LOCK_MODE);
-    if (lockFile < 0)
-        return;
-    if (isLockable(lockFile)) {
-        recoverQueue();
-        return;
+    if (readOld(path) != 0 && !isNoQueue(errno))
+        return -1;
+    // A journal that is needed stays as it is, and is the queue until the file is whole.
+    const bool wasNeeded = bracket->journal == Bracket::NEEDED;
+    if (!wasNeeded && startJournal(&text) != 0)
+        return -1;
+    const int result = rewriteFile(path, text);
+    const bool isUntouched = result > 0 && !wasNeeded;
+    const bool isWhole =
+        result == 0 || isUntouched || (result < 0 && rewriteFile(path, bracket->old) == 0);
+    bracket->journal = isWhole ? Bracket::NO_JOURNAL : Bracket::NEEDED;
+    if (isWhole) {
+        emptyJournal(bracket->lockFile);
+        if (wasNeeded)
+            ZoDisk::sync(bracket->lockFile);  // it knows nothing of this new text
     }
-    ::close(lockFile);
-    lockFile = -1;
+    bracket->isRead = !isWhole;
+    return result == 0 ? 0 : -1;
 }
 
-void ZoJobList::recoverQueue()
+int ZoQueueFile::write(const UtString& text)
 {
-    struct stat status;
-    if (::fstat(lockFile, &status) == 0 && status.st_size == 0)
-        return;
     char path[PATH_BUFFER];
-    UtString old;
-    // A journal that is not whole was cut off before the queue file was touched.
-    if (!readJournal(lockFile, old) ||
-        (formatPath(path, sizeof path, ".zojobs") == 0 && rewriteFile(path, old) == 0))
-        emptyJournal(lockFile);
-}
-
-void ZoJobList::unlockQueue()
-{
-    if (lockFile < 0)
-        return;
-    // A forked child may still have its copy open, so closing alone would not end the lock.
-    ::flock(lockFile, LOCK_UN);
-    ::close(lockFile);
-    lockFile = -1;
-}
-
-void ZoJobList::leaveBracket()
-{
-    if (lockFile >= 0)
-        ::close(lockFile);  // only this copy, and without unlocking
-    lockFile = -1;
+    if (formatPath(path, sizeof path, ".zojobs") != 0)
+        return -1;
+    if (bracket)
+        return save(path, text);
+    return rewriteFile(path, text) == 0 ? 0 : -1;  // nowhere to keep the old text meanwhile
 }

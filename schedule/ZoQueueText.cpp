@@ -1,5 +1,7 @@
-#include "schedule/ZoJobList.h"
+#include "schedule/ZoQueueText.h"
+
 #include "schedule/ZoNumber.h"
+#include "utlib/UtFilename.h"
 
 #include <typeinfo>
 
@@ -115,7 +117,7 @@ static UtHandle<ZoJob> jobFor(UtDArray<UtHandle<ZoJob>>& jobs, long i)
     return kept <= MOST_KEPT ? jobs[i] : UtHandle<ZoJob>(new ZoJob);
 }
 
-void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)
+void ZoQueueText::read(const char* text, UtDArray<UtHandle<ZoJob>>& intoJobs)
 {
     long count = 0;
     UtString field, path;
@@ -140,7 +142,7 @@ void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)
     intoJobs.resize(count);
 }
 
-void ZoJobList::writeQueue(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
+void ZoQueueText::write(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
 {
     long most = 0;
     for (long i = 0; i < ofJobs.size(); ++i)

@@ -245,6 +245,7 @@ TEST_F(System, ApplicationSendsNothingThatARequestLineCannotCarry)
 TEST_F(System, EightApplicationsAtTheSameTimeLoseNoJob)
 {
     ASSERT_TRUE(Sandbox::schedulePortIsFree());
+    ::setenv("JOB_SYNC", "off", 1);  // 1,600 changes
     TestServer server(Sandbox::SCHEDULE_PORT);
     std::unique_ptr<Process> applications[8];
     for (auto& application : applications)
