@@ -20,7 +20,8 @@ UtString::UtString()
 
 UtString::UtString(const UtString& other) : UtDArray<char>(), UtHandable()
 {
-    insertMemory(0, other.used);
+    insertMemory(0, other.used);  // at least the terminator
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker)
     ::memcpy(data, other.data, other.used);
 }
 

@@ -20,8 +20,8 @@ trap '"$tree/bin/zojob" quit' EXIT
 
 # The headers need one another and Qt, and nothing that is not installed.
 (cd "$tree/include" && printf '#include "%s"\n' */*.h) >headers.cpp
-c++ -std=c++17 -fPIC -fsyntax-only headers.cpp -I"$tree/include" \
-    $(pkg-config --cflags Qt6Core 2>/dev/null || pkg-config --cflags Qt5Core)
+read -ra flags <<<"$(pkg-config --cflags Qt6Core 2>/dev/null || pkg-config --cflags Qt5Core)"
+c++ -std=c++17 -fPIC -fsyntax-only headers.cpp -I"$tree/include" "${flags[@]}"
 
 # What the documents show is what is built and run here.
 documents=$(cat "$sources"/README.md "$sources"/doc/{embedding,protocol}.md)

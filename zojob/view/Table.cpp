@@ -107,7 +107,8 @@ void writeTable(const std::vector<Job>& jobs, const Options& options)
         for (int c = 0; c < DESCRIPTION; ++c)
             if (isShown(c, options.wide))
                 line.append(padded(rows[i][c], widths[c])).append("  ");
-        line = cut(line + rows[i][DESCRIPTION], limit);
+        line += rows[i][DESCRIPTION];
+        line = cut(line, limit);
         const std::size_t state = widths[ID] + 2;  // where the state stands in the line
         if (color && i >= first && line.size() >= state + widths[STATE])
             line.replace(state, widths[STATE], coloredState(jobs[i - first], true, widths[STATE]));
