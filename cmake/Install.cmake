@@ -3,7 +3,11 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS utlib schedule EXPORT KelvoSchedule LIBRARY DESTINATION lib)
-install(TARGETS start zojob RUNTIME DESTINATION bin)
+install(TARGETS start RUNTIME DESTINATION bin)
+install(FILES ${PROJECT_SOURCE_DIR}/doc/start.1 DESTINATION share/man/man1)
+if(KELVO_ZOJOB)
+  install(TARGETS zojob RUNTIME DESTINATION bin)
+endif()
 
 # What a host application may include. Other headers belong to the libraries' own sources.
 set(utlib_headers

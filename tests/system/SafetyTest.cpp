@@ -54,7 +54,7 @@ TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
     };
     for (const auto& [peers, reply] : cases) {
         const int port = Sandbox::freePort();
-        Process server([&] {
+        Process server([&, peers = peers] {
             ::setenv("JOB_PEERS", peers, 1);
             isElsewhere = true;
             const std::string text = std::to_string(port);
