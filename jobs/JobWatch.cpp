@@ -67,7 +67,7 @@ void JobWatch::endAbandoned()
         abandonedSince = now;
     if (now - abandonedSince < ABANDONED)
         return;
-    (void)watch.server.connect();
+    watch.server.ensure();
     abandonedSince = now + ASK_AGAIN - ABANDONED;
 }
 

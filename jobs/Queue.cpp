@@ -2,6 +2,13 @@
 
 #include <algorithm>
 
+Queue::Queue(UtDArray<UtHandle<ZoJob>>& records)
+{
+    jobs.reserve(records.size());
+    for (long i = 0; i < records.size(); ++i)
+        jobs.emplace_back(*records[i]);
+}
+
 /// The first job for which the question holds, or null.
 template <class Question>
 static const Job* first(const std::vector<Job>& jobs, Question question)

@@ -2,6 +2,7 @@
 #define QUEUE_H
 
 #include "jobs/Job.h"
+#include "utlib/UtDArray.h"
 
 #include <array>
 #include <string>
@@ -14,6 +15,9 @@ class Queue
 {
 public:
     std::vector<Job> jobs;
+
+    Queue() = default;
+    explicit Queue(UtDArray<UtHandle<ZoJob>>& records);
 
     /// The first job that runs.
     const Job* running() const;

@@ -41,9 +41,5 @@ Queue QueueFile::read()
     if (!isReadable(path()))
         list->jobs.resize(0);
     list->readQueue(list->jobs);
-    Queue queue;
-    queue.jobs.reserve(list->jobs.size());
-    for (long i = 0; i < list->jobs.size(); ++i)
-        queue.jobs.push_back(Job(*list->jobs[i]));
-    return queue;
+    return Queue(list->jobs);
 }

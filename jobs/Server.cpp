@@ -1,179 +1,185 @@
 #include "jobs/Server.h"
 
 #include "jobs/JobError.h"
-#include "schedule/ZoSchedule.h"
-#include "utlib/UtSocket.h"
+#include "jobs/Text.h"
+#include "schedule/ZoClient.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <poll.h>
 #include <pwd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-static const int PORT = 7160;
-static const int CLOSING = 5000;          // ms in which a server closes after its reply
-static const std::size_t MAX_ROOT = 245;  // what the client library takes
-static const char* const LAUNCHER = "/bin/start";
-static const char* const NOWHERE = "/dev/null";        // holds no launcher, ever
-static const char* const WHITE_SPACE = " \t\n\v\f\r";  // what the library drops around a name
-
-/// The name that every request begins with, by the client library's rule.
-static std::string userName()
-{
-    const struct passwd* const entry = ::getpwuid(::getuid());
-    const char* const value = entry ? entry->pw_name : std::getenv("USER");
-    std::string name = value ? value : "";
-    name.erase(0, name.find_first_not_of(WHITE_SPACE));
-    name.erase(name.find_last_not_of(WHITE_SPACE) + 1);
-    return name.empty() ? "user" : name;
-}
-
-Server::Connection::~Connection()
-{
-    if (fd >= 0)
-        UtSocket::close(fd);
-}
-
-bool Server::Connection::submit(const char* command, const std::string& description,
-                                const std::string& directory)
-{
-    return ZoScheduleJobSubmit(fd, command, description.c_str(), directory.c_str()) == 0;
-}
+static const long MAX_ROOT = 245;      // what the library takes
+static const int SECONDS_TO_LOOK = 5;  // for an answer to somebody who only wants to know
 
 Server::Server(const std::string& itsHost, const std::string& itsRoot, Start start)
-    : host(itsHost), root(start == START ? itsRoot : NOWHERE), mayStart(start == START)
+    : host(itsHost), root(start == START ? itsRoot : "")
 {
 }
 
-const char* Server::hostName() const
+std::string Server::portComplaint()
 {
-    return host.empty() ? nullptr : host.c_str();
+    const char* const wrong = ZoClient::wrongPort();
+    return wrong ? "JOB_PORT is \"" + std::string(wrong) + "\", which is no port: using " +
+                       std::to_string(ZoClient::portOfUser())
+                 : "";
 }
 
-std::string Server::launcher() const
+/// " (NAME)", as far as it is known.
+static std::string ownerText(long long user)
 {
-    return root + LAUNCHER;
+    const struct passwd* const entry = user >= 0 ? ::getpwuid((uid_t)user) : nullptr;
+    return entry ? std::string(" (") + entry->pw_name + ")" : "";
 }
 
-Server::Connection Server::connect() const
+static JobError refusal(const ZoClient& client, const std::string& port)
 {
-    const int fd = tryConnect();
-    if (fd < 0)
-        throwNotServed();
-    return Connection(fd);
+    if (client.host.length() > 0)
+        return JobError(JobError::FOREIGN_SERVER,
+                        "the server on " + port +
+                            " refuses you: it belongs to another user, or takes requests only "
+                            "from its own machine");
+    const std::string other =
+        std::to_string(client.port < ZoProtocol::MAX_PORT ? client.port + 1 : client.port - 1);
+    return JobError(JobError::FOREIGN_SERVER,
+                    port + " belongs to the server of another user" + ownerText(client.otherUser) +
+                        "; you get your own on another port, with a line like 'export JOB_PORT=" +
+                        other + "' in your profile");
 }
 
-/// The reply to a request for which the client library has no function, without its line end; empty
-/// when nobody answers.
-std::string Server::ask(const char* request) const
+/// Why there is no server on this machine, and why none was started.
+static JobError absence(const ZoClient& client)
 {
-    const Connection connection(UtSocket::connect(hostName(), PORT));
-    char reply[64];
-    if (connection.fd < 0 ||
-        UtSocket::send(connection.fd, "%s %s\n", userName().c_str(), request) != 0)
-        return "";
-    const int count = UtSocket::receive(connection.fd, reply, sizeof reply, 1);
-    return std::string(reply, count > 0 ? count - (reply[count - 1] == '\n') : 0);
+    const std::string launcher = str(client.root) + "/bin/start";
+    if (client.root.length() == 0)
+        return JobError(JobError::NO_SERVER, "no server is running");
+    if (client.root.length() > MAX_ROOT)
+        return JobError(JobError::NO_SERVER, "no server is running, and the path of " + launcher +
+                                                 " is too long to start one: install it elsewhere");
+    if (::access(launcher.c_str(), X_OK) != 0)
+        return JobError(JobError::NO_LAUNCHER,
+                        withReason("no server is running, and " + launcher + " cannot start one"));
+    return JobError(JobError::SILENT_SERVER,
+                    "the server that " + launcher + " should start does not answer: see what '" +
+                        launcher + " -jobserver " + std::to_string(client.port) + "' says");
 }
 
-Server::Presence Server::presence() const
+/// Why the client's last request has not met a server of this user.
+static JobError whyNotServed(const ZoClient& client)
 {
-    const std::string reply = ask("status");
-    if (reply.empty())
-        return NONE;
-    return reply == "running" || reply == "waiting" || reply == "done" ? OURS : REFUSING;
-}
-
-/// Like connect(), but -1 when there is no connection.
-int Server::tryConnect() const
-{
-    // The client library would wait ten seconds for a launcher that is not there.
-    const bool canStart = ::access(launcher().c_str(), X_OK) == 0;
-    if (!canStart && presence() == NONE)
-        return -1;
-    return ZoScheduleOpen(hostName(), root.c_str(), "", "");
-}
-
-void Server::throwNotServed() const
-{
-    const std::string where = host.empty() ? "this machine" : host;
-    const std::string port = "port " + std::to_string(PORT);
-    if (presence() == REFUSING)
-        throw JobError(JobError::FOREIGN_SERVER,
-                       "the server on " + port + " of " + where +
-                           " refuses you: it belongs to another user, or takes requests only "
-                           "from its own machine");
+    const std::string host = str(client.host);
+    const std::string port =
+        "port " + std::to_string(client.port) + " of " + (host.empty() ? "this machine" : host);
+    if (client.presence == ZoClient::REFUSING)
+        return refusal(client, port);
+    if (client.presence != ZoClient::NONE)
+        return JobError(JobError::SILENT_SERVER,
+                        "who listens on " + port +
+                            " does not answer: the server hangs, or it is something else");
     if (!host.empty())
-        throw JobError(JobError::NO_SERVER,
-                       "no server answers on " + port + " of " + host +
-                           ", and one can be started only on that machine itself");
-    if (!mayStart)
-        throw JobError(JobError::NO_SERVER, "no server is running");
-    if (root.size() > MAX_ROOT)
-        throw JobError(JobError::NO_SERVER, "no server is running, and the path of " + launcher() +
-                                                " is too long to start one: install it elsewhere");
-    if (::access(launcher().c_str(), X_OK) != 0)
-        throw JobError(JobError::NO_LAUNCHER,
-                       withReason("no server is running, and " + launcher() + " cannot start one"));
-    throw JobError(JobError::SILENT_SERVER,
-                   "the server that " + launcher() + " should start does not answer: see what '" +
-                       launcher() + " -jobserver " + std::to_string(PORT) + "' says");
+        return JobError(JobError::NO_SERVER,
+                        "no server answers on " + port +
+                            ", and one can be started only on that machine itself");
+    return absence(client);
 }
 
-/// Whether the server has closed the connection in order, as it does after a whole reply.
-static bool isClosedInOrder(int fd)
+/// Whether the server has done what was asked for.
+static bool isDone(const ZoClient& client, ZoProtocol::Reply reply)
 {
-    struct pollfd end = { fd, POLLIN, 0 };
-    char rest;
-    return ::poll(&end, 1, CLOSING) > 0 && ::recv(fd, &rest, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
+    if (reply == ZoProtocol::REPLY_OK)
+        return true;
+    if (client.presence != ZoClient::OURS)
+        throw whyNotServed(client);
+    return false;
+}
+
+static Server::Presence presenceOf(const ZoClient& client)
+{
+    switch (client.presence) {
+    case ZoClient::OURS:
+        return Server::OURS;
+    case ZoClient::REFUSING:
+        return Server::REFUSING;
+    case ZoClient::SILENT:
+        return Server::SILENT;
+    default:
+        return Server::NONE;
+    }
+}
+
+Server::Look Server::look() const
+{
+    ZoClient client(host.c_str());
+    client.secondsToReply = SECONDS_TO_LOOK;
+    client.look();
+    const Presence presence = presenceOf(client);
+    return { presence, client.otherUser, presence == OURS ? "" : whyNotServed(client).what() };
+}
+
+void Server::ensure() const
+{
+    ZoClient client(host.c_str(), root.c_str());
+    client.ask(ZoProtocol::STATUS);
+    if (client.presence != ZoClient::OURS)
+        throw whyNotServed(client);
+}
+
+bool Server::submit(const char* command, const std::string& description,
+                    const std::string& directory) const
+{
+    if (!ZoProtocol::canQuote(command) || !ZoProtocol::canQuote(description.c_str()) ||
+        !ZoProtocol::canBeBare(directory.c_str()))
+        throw JobError(JobError::INVALID, "a request cannot carry these texts: a double quote or "
+                                          "a line end, or white space in the directory");
+    ZoClient client(host.c_str(), root.c_str());
+    return isDone(client, client.submit(command, description.c_str(), directory.c_str()));
 }
 
 Queue Server::list() const
 {
-    const int fd = tryConnect();
-    if (fd < 0)
-        throwNotServed();
-    // The client library closes its connection, and does not tell a broken reply from a short list.
-    const Connection copy(::fcntl(fd, F_DUPFD_CLOEXEC, 0));
-    UtDArray<UtHandle<ZoJob>> answered;
-    ZoScheduleJobList(fd, answered);
-    if (!isClosedInOrder(copy.fd) || (answered.size() == 0 && presence() != OURS))
-        throwNotServed();
-    Queue queue;
-    for (long i = 0; i < answered.size(); ++i)
-        queue.jobs.push_back(Job(*answered[i]));
-    return queue;
+    ZoClient client(host.c_str(), root.c_str());
+    UtDArray<UtHandle<ZoJob>> records;
+    if (client.list(records) != 0)
+        throw whyNotServed(client);
+    return Queue(records);
 }
 
 bool Server::run() const
 {
-    const Connection connection = connect();
-    return ZoScheduleJobRun(connection.fd, nullptr) == 0;
-}
-
-bool Server::run(const Job& job) const
-{
-    const Connection connection = connect();
-    return ZoScheduleJobRun(connection.fd, job.record()) == 0;
+    ZoClient client(host.c_str(), root.c_str());
+    return isDone(client, client.ask(ZoProtocol::RUN));
 }
 
 bool Server::kill() const
 {
-    const Connection connection = connect();
-    return ZoScheduleJobKill(connection.fd) == 0;
+    ZoClient client(host.c_str(), root.c_str());
+    return isDone(client, client.ask(ZoProtocol::KILL));
+}
+
+/// Throws for a job that only other programs can have queued.
+static UtHandle<ZoJob> nameable(const Job& job)
+{
+    if (!ZoProtocol::canBeBare(job.directory.c_str()))
+        throw JobError(JobError::REFUSED, "no request can name the job's directory, " +
+                                              job.directory +
+                                              ": it holds white space or a double quote");
+    return job.record();
+}
+
+bool Server::run(const Job& job) const
+{
+    ZoClient client(host.c_str(), root.c_str());
+    return isDone(client, client.ask(ZoProtocol::RUN, nameable(job)));
 }
 
 bool Server::remove(const Job& job) const
 {
-    const Connection connection = connect();
-    return ZoScheduleJobRemove(connection.fd, job.record()) == 0;
+    ZoClient client(host.c_str(), root.c_str());
+    return isDone(client, client.ask(ZoProtocol::REMOVE, nameable(job)));
 }
 
 void Server::quit() const
 {
-    if (ask("quit") != "ok")
-        throwNotServed();
+    ZoClient client(host.c_str());
+    if (!isDone(client, client.ask(ZoProtocol::QUIT)))
+        throw JobError(JobError::REFUSED, "the server would not end");
 }

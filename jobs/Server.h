@@ -8,42 +8,44 @@
 /// The job server as people's programs ask it: every question and request is one connection, and
 /// nothing is kept open. Reading the queue of this machine needs none of this (see QueueWatch.h).
 /// A server that cannot be reached, or that refuses this user, is a JobError; a request that the
-/// server refuses is the result false.
+/// server refuses is the result false. Calls take as long as the server does, up to a minute: keep
+/// them out of a thread that has a window to draw.
 class Server
 {
 public:
-    enum Presence { NONE, OURS, REFUSING };
+    enum Presence {
+        NONE,      ///< nobody answers
+        OURS,      ///< a server that serves this user
+        REFUSING,  ///< another user's
+        SILENT,    ///< somebody who takes connections and says nothing
+    };
 
     enum Start { START, NEVER_START };
 
-    /// One request's connection, for what must not wait for a server any more.
-    class Connection
-    {
-    public:
-        explicit Connection(int descriptor) : fd(descriptor) {}
-        Connection(Connection&& other) noexcept : fd(other.fd) { other.fd = -1; }
-        Connection& operator=(Connection&&) = delete;
-        ~Connection();
-
-        bool submit(const char* command, const std::string& description,
-                    const std::string& directory);
-
-        int fd;  ///< -1: none
+    /// What one look has found.
+    struct Look {
+        Presence presence;
+        long long otherUser;  ///< user id of a REFUSING server's owner; -1 when it is not known
+        std::string reason;   ///< why nobody serves us, in a sentence; empty for OURS
     };
 
     const std::string host;  ///< empty: this machine
-    const std::string root;  ///< the installation directory whose bin/start starts a server
+    const std::string root;  ///< the installation whose bin/start starts a server; empty: none
 
     /// With NEVER_START no call starts a server.
     Server(const std::string& itsHost, const std::string& itsRoot, Start start = START);
 
     bool isThisMachine() const { return host.empty(); }
 
-    /// Who answers, if anybody. One connection; starts nothing whatever the object allows.
-    Presence presence() const;
+    /// Who is there. One connection; starts nothing.
+    Look look() const;
 
-    /// Connects; starts a server when nobody answers and this object may.
-    Connection connect() const;
+    /// Makes sure that a server of this user answers: starts one when nobody does.
+    void ensure() const;
+
+    /// Queues a job with these fields.
+    bool submit(const char* command, const std::string& description,
+                const std::string& directory) const;
 
     /// The queue as the server tells it.
     Queue list() const;
@@ -61,16 +63,8 @@ public:
     /// Ends the server; there must be one. A running job goes on.
     void quit() const;
 
-    /// Says why nobody serves us.
-    [[noreturn]] void throwNotServed() const;
-
-private:
-    const char* hostName() const;
-    std::string launcher() const;
-    std::string ask(const char* request) const;
-    int tryConnect() const;
-
-    const bool mayStart;
+    /// What is wrong with the port that the variable JOB_PORT names; empty when nothing is.
+    static std::string portComplaint();
 };
 
 #endif

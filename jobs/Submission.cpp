@@ -42,7 +42,7 @@ void Submission::check() const
                        "the job cannot run in " + directory + ": it is no directory");
 }
 
-std::string Submission::send(Server::Connection& connection) const
+std::string Submission::queue(const Server& server) const
 {
     NewJobDirectory place;
     if (body.compare(0, 2, "#!") == 0) {
@@ -51,7 +51,7 @@ std::string Submission::send(Server::Connection& connection) const
     } else {
         place.writeFile("job", scriptText(place.path, *this, body));
     }
-    if (!connection.submit(JobDirectory::COMMAND, description, place.path))
+    if (!server.submit(JobDirectory::COMMAND, description, place.path))
         throw JobError(JobError::REFUSED, "the server did not take the job");
     place.keep = true;
     return place.path;

@@ -13,9 +13,9 @@
 ///     submission.body = commandText({ "make", "-j2", "all" });
 ///     submission.description = describe({ "make", "-j2", "all" });
 ///     submission.directory = "/home/u/project";
-///     submission.check();                               // before a server is started for nothing
-///     Server::Connection connection = server.connect();  // may start one
-///     const std::string directory = submission.send(connection);
+///     submission.check();  // before a server is started for nothing
+///     server.ensure();
+///     const std::string directory = submission.queue(server);
 class Submission
 {
 public:
@@ -32,7 +32,7 @@ public:
 
     /// Makes the job's private directory and queues the job. Returns that directory, by which the
     /// job is found in the queue. Throws JobError; nothing is left behind then.
-    std::string send(Server::Connection& connection) const;
+    std::string queue(const Server& server) const;
 };
 
 #endif

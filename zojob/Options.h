@@ -30,7 +30,7 @@ struct Options {
     double watch = 0;                 ///< seconds between two lists; 0: only one
     bool wide = false;
     bool noHeader = false;
-    bool names = false;  ///< a name and a description a line, for completions
+    bool names = false;  ///< only names and descriptions, for completions
 
     // remove
     bool force = false;

@@ -23,8 +23,11 @@ static const Command COMMANDS[] = {
 static int runOptions(const Options& options)
 {
     for (const Command& command : COMMANDS)
-        if (options.command == command.name)
+        if (options.command == command.name) {
+            if (!Server::portComplaint().empty())
+                note(Server::portComplaint());
             return command.function(options);
+        }
     print(options.text);
     return DONE_WELL;
 }

@@ -4,7 +4,7 @@
 #include "jobs/Server.h"
 #include "zojob/Options.h"
 
-/// One function a command. Each returns the exit code, and throws Failure or JobError for what
+/// One function for each command. It returns the exit code, and throws Failure or JobError for what
 /// stops it.
 int submitCommand(const Options& options);
 int listCommand(const Options& options);

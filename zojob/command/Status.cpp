@@ -16,21 +16,34 @@ static void printStatus(const char* server, const Queue& queue)
                                   ": " + printable(running->description));
 }
 
+static const char* presenceName(Server::Presence presence)
+{
+    switch (presence) {
+    case Server::OURS:
+        return "running";
+    case Server::REFUSING:
+        return "refused";
+    case Server::SILENT:
+        return "silent";
+    default:
+        return "none";
+    }
+}
+
 int statusCommand(const Options& options)
 {
     const Server server = serverOf(options, Server::NEVER_START);
-    const Server::Presence presence = server.presence();
-    const char* const text = presence == Server::OURS       ? "running"
-                             : presence == Server::REFUSING ? "refused"
-                                                            : "none";
+    const Server::Look look = server.look();
+    const char* const name = presenceName(look.presence);
     Queue queue;
-    if (server.isThisMachine() || presence == Server::OURS)
+    if (server.isThisMachine() || look.presence == Server::OURS)
         queue = readQueue(server);
     if (options.json)
-        writeJsonStatus(text, options.host, queue);
+        writeJsonStatus(name, options.host, queue);
     else
-        printStatus(text, queue);
-    if (presence == Server::REFUSING)
-        server.throwNotServed();
-    return DONE_WELL;
+        printStatus(name, queue);
+    if (look.presence == Server::OURS || look.presence == Server::NONE)
+        return DONE_WELL;
+    note(look.reason);
+    return look.presence == Server::SILENT ? NO_SERVER : REFUSED;
 }

@@ -13,8 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/// Keeps Ctrl-C and its like waiting while a job is half made. Nothing may be started meanwhile: it
-/// would inherit this.
+/// Keeps Ctrl-C and its like waiting while a job is half made.
 class SignalsHeld
 {
 public:
@@ -88,11 +87,11 @@ static Submission prepare(const Options& options)
 }
 
 /// Queues the job and returns its directory, by which it is found in the queue.
-static std::string send(const Server& server, const Submission& job)
+static std::string queueJob(const Server& server, const Submission& job)
 {
-    Server::Connection connection = server.connect();  // first: this may start a server
+    server.ensure();  // first: this may start one, and take its time
     const SignalsHeld held;
-    return job.send(connection);
+    return job.queue(server);
 }
 
 static const Job& findByDirectory(const Queue& queue, const std::string& directory)
@@ -103,32 +102,38 @@ static const Job& findByDirectory(const Queue& queue, const std::string& directo
                                 directory + " may have been removed meanwhile" };
 }
 
-/// Runs the waiting jobs; says what happens to this one when the server refuses that.
-static void runQueue(const Server& server, const Job& job)
+/// Says what happens to the job while another one runs.
+static void noteBehind(const Queue& queue, const Job& running, const std::string& name)
 {
+    note("job " + jobName(queue, running) + " is running; " + name +
+         " follows if the whole queue is being run, else start it with 'zojob run' afterwards");
+}
+
+/// Runs the waiting jobs. `queue` holds the job as it was submitted just now.
+static void runQueue(const Server& server, const Queue& queue, const Job& job,
+                     const std::string& name)
+{
+    if (const Job* const running = queue.running())
+        return noteBehind(queue, *running, name);  // the server would refuse
     if (server.run())
         return;
-    const Queue queue = readQueue(server);
-    const Job* const now = queue.find(job);
-    const Job* const running = queue.running();
+    const Queue later = readQueue(server);
+    const Job* const now = later.find(job);
     if (!now || !now->isWaiting())
         return;  // another run request was faster
-    const std::string name = jobName(queue, job);
-    if (!running)
-        throw Failure{ REFUSED, "job " + name +
-                                    " was queued, but the server would not run it: try "
-                                    "'zojob run " +
-                                    name + "'" };
-    note("job " + jobName(queue, *running) + " is running; " + name +
-         " follows if the whole queue is being run, else start it with 'zojob run' afterwards");
+    if (const Job* const running = later.running())
+        return noteBehind(later, *running, name);
+    throw Failure{ REFUSED, "job " + name +
+                                " was queued, but the server would not run it: try 'zojob run " +
+                                name + "'" };
 }
 
 static int waitFor(const Server& server, const Job& job, bool run)
 {
-    if (run)
-        (void)server.run();  // while it is refused, the wait below tries again
     JobWatch watch(server);
     watch.follow({ job });
+    if (run && !watch.queue.running())
+        (void)server.run();  // where it is refused, the wait below tries again
     return waitForJobs(server, watch, run, -1);
 }
 
@@ -136,7 +141,7 @@ int submitCommand(const Options& options)
 {
     const Submission submission = prepare(options);
     const Server server = serverOf(options);
-    const std::string directory = send(server, submission);
+    const std::string directory = queueJob(server, submission);
     if (options.quiet && !options.run && !options.wait)
         return DONE_WELL;
     const Queue queue = readQueue(server);
@@ -150,6 +155,6 @@ int submitCommand(const Options& options)
     if (options.wait)
         return waitFor(server, job, options.run);
     if (options.run)
-        runQueue(server, job);
+        runQueue(server, queue, job, name);
     return DONE_WELL;
 }

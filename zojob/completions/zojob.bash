@@ -16,7 +16,7 @@ _zojob_options() {
     esac
 }
 
-# Prints the jobs that a command can take, a name, a tab and a description a line.
+# Prints the jobs that a command can take: one line each, with name, tab and description.
 _zojob_jobs() {
     case $1 in
     run) zojob list --names --state waiting ;;

@@ -15,7 +15,7 @@ void writeJsonList(const std::vector<Job>& jobs, const std::vector<std::string>&
 /// One job; `more` adds the script and the path of the output.
 void writeJsonJob(const Job& job, const std::string& name, bool more);
 
-/// `server` is "running", "none" or "refused".
+/// `server` is "running", "none", "refused" or "silent".
 void writeJsonStatus(const char* server, const std::string& host, const Queue& queue);
 
 #endif
