@@ -10,11 +10,13 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <memory>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace
 {
@@ -159,4 +161,54 @@ TEST(Faults, FileSizeLimit)
     }
     EXPECT_GT(untouched, 5);
     EXPECT_LT(untouched, 15);
+}
+
+TEST(Faults, QueueFileThatCannotBeWrittenStaysAndIsNotShadowed)
+{
+    const SavedQueue queue(20);
+    const std::string journal = queue.home + "/.zojobs.lock-node1";
+    ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0400));  // the journal can be written, the queue not
+    ZoJobList list;
+    list.submit("added", "", queue.directory.c_str());
+    EXPECT_EQ(queue.before, Sandbox::read(queue.file));
+    EXPECT_EQ("", Sandbox::read(journal));
+    EXPECT_EQ(-1, list.run(nullptr)) << "without a record it would run again and again";
+    EXPECT_EQ("", Sandbox::read(journal));
+    ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0600));
+    Sandbox::write(queue.file, "");  // what somebody does meanwhile counts
+    list.update();
+    EXPECT_EQ(0, list.jobs.size());
+}
+
+TEST(Faults, WritersAtTheSameTimeLoseNothing)
+{
+    const SavedQueue queue(0);
+    std::vector<std::unique_ptr<Process>> writers;
+    for (int i = 0; i < 3; ++i)
+        writers.push_back(std::make_unique<Process>([&] {
+            ZoJobList list;
+            for (int n = 0; n < 100; ++n) {
+                list.submit("kept", "", queue.directory.c_str());
+                list.submit("removed", "", "");
+                list.remove(list.jobs[list.jobs.size() - 1]);
+            }
+            return 0;
+        }));
+    writers.clear();
+    const std::string text = Sandbox::read(queue.file);
+    EXPECT_EQ(300, std::count(text.begin(), text.end(), '\n'));
+    EXPECT_EQ(std::string::npos, text.find("removed"));
+}
+
+TEST(Faults, NobodyElseReadsTheQueue)
+{
+    ::umask(0);
+    const SavedQueue queue(0);
+    ::unlink(queue.file.c_str());
+    queue.change();
+    for (const char* name : { "/.zojobs.lock-node1" }) {
+        struct stat status = {};
+        EXPECT_EQ(0, ::stat((queue.home + name).c_str(), &status));
+        EXPECT_EQ(0600u, status.st_mode & 07777) << name;
+    }
 }

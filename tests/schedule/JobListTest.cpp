@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <regex>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -104,6 +105,11 @@ TEST_F(JobList, BelongsToTheUserAndTheHost)
     Sandbox::noPasswordEntry();
     EXPECT_STREQ("other", ZoJobList().user);
     EXPECT_EQ(Sandbox::home(), (const char*)ZoJobList().homeDirectory);
+    for (const char* name : { "USER", "HOME" })
+        ::unsetenv(name);
+    EXPECT_STREQ("user", ZoJobList().user);
+    EXPECT_STREQ("/", ZoJobList().homeDirectory);
+    ::setenv("HOME", Sandbox::home().c_str(), 1);
     Sandbox::setHostName("short", "short.example.org");
     EXPECT_STREQ("short.example.org", ZoJobList().hostName);
 }
@@ -114,6 +120,39 @@ TEST_F(JobList, ReadsWhatIsThereWhileSomebodyHoldsTheLock)
     list.lockQueue();
     EXPECT_EQ(1, ZoJobList().jobs.size());
     list.unlockQueue();
+}
+
+TEST_F(JobList, LineOfAListBecomesAJob)
+{
+    const struct {
+        const char *line, *texts;
+        long long numbers[5];  // state, id, start, end, reserved
+    } cases[] = {
+        { "12 \"make  all\" \"\" /d 5000000001 5000000002 5000000009 -3 more",
+          "make  all||/d",
+          { 12, 5000000001, 5000000002, 5000000009, -3 } },
+        { "", "||", { 0, 0, 0, 0, 0 } },
+        { "99 x", "x||", { 99, 0, 0, 0, 0 } },
+        { "4294967306 a b c +7z 8 x 9", "a|b|c", { 0, 7, 8, 0, 9 } },
+    };
+    for (const auto& [line, texts, numbers] : cases) {
+        const UtHandle<ZoJob> job = ZoJob::createFromMessage(line);
+        EXPECT_EQ(texts, std::string(job->command) + "|" + (const char*)job->description + "|" +
+                             (const char*)job->directory);
+        const long long found[] = { job->state, job->id, job->startTime, job->endTime,
+                                    job->reserved };
+        for (int i = 0; i < 5; ++i)
+            EXPECT_EQ(numbers[i], found[i]) << line << ", number " << i;
+        EXPECT_EQ(-1, job->pid);
+    }
+    ZoJob job;
+    EXPECT_EQ(0, job.runTime());
+    job.startTime = 1700000000 - 5;
+    job.endTime = 1700000000 - 2;
+    job.state = ZoJob::RUNNING;
+    EXPECT_EQ(5, job.runTime());
+    job.state = ZoJob::KILLED;
+    EXPECT_EQ(3, job.runTime());
 }
 
 TEST_F(JobList, FindsAndRemovesWhatWasSubmitted)
@@ -205,6 +244,9 @@ TEST_F(JobList, CommandInheritsNothingAndKeepsItsOutputInOrder)
     EXPECT_NE(std::string::npos, queue().find(end + "0:0:" + pid + "\n")) << queue();
     EXPECT_TRUE(Sandbox::waitFor([] { return queue().find("12:") == 0; })) << queue();
     EXPECT_NE(std::string::npos, queue().find(end + "1700000000:0:" + pid + "\n")) << queue();
+    const std::string log = Sandbox::read("scheduler.log");
+    EXPECT_TRUE(std::regex_search(log, std::regex("\\d\\d:13\\.20 +\\d+: executing \"for f")))
+        << log;
     EXPECT_EQ("Starting \"" + command + "\"\n0\n1\n2\n1\nerror\nend\n", Sandbox::read("d/log"));
 }
 

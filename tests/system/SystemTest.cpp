@@ -1,5 +1,6 @@
 // Server, launcher, client functions and jobs as real processes that talk over real sockets.
 
+#include "schedule/ZoClient.h"
 #include "schedule/ZoJobList.h"
 #include "schedule/ZoSchedule.h"
 #include "tests/sandbox/TestServer.h"
@@ -18,6 +19,9 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+
+/// A line of a list, or its first.
+static const std::regex LIST_LINE("(\\d+)(?: \".*\" \"\" \\S+ (\\d+) \\d+ \\d+ 0)?\n");
 
 class System : public ::testing::Test
 {
@@ -100,6 +104,70 @@ TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
     EXPECT_EQ(queue + "running\n", second.ask("list\nstatus"));
     Sandbox::write("d1/end", "");
     EXPECT_TRUE(second.waitForStatus("waiting"));
+}
+
+TEST_F(System, RunningOneJobDoesNotGoOnButAFullRunDoesAlsoAfterAKill)
+{
+    TestServer server;
+    Sandbox::write(Sandbox::queueFile(), "10:true::d1:1:0:0:0:-1\n10:true::d2:2:0:0:0:-1\n"
+                                         "10:sleep 60::d1:3:0:0:0:-1\n10:true::d2:4:0:0:0:-1\n"
+                                         "10:true::d1:5:0:0:0:-1\n");
+    for (const char* marker : { "d1/.1", "d2/.2", "d1/.3", "d2/.4", "d1/.5" })
+        Sandbox::write(marker, "");
+    const auto states = [&] { return std::regex_replace(server.ask("list"), LIST_LINE, "$1 "); };
+    server.ask("done");  // loads the queue
+    EXPECT_EQ("ok\nerror\nerror\n", server.ask("run 2 d2\nrun 2 d2\nrun"));
+    EXPECT_TRUE(server.waitForStatus("waiting"));
+    EXPECT_EQ("5 10 12 10 10 10 ", states());
+    EXPECT_EQ("error\nok\n", server.ask("run 2 d2\nrun"));  // a done job; all others
+    EXPECT_TRUE(Sandbox::waitFor([&] { return states() == "5 12 12 11 10 10 "; })) << states();
+    EXPECT_EQ("ok\nerror\nwaiting\n", server.ask("kill\nkill\nstatus"));
+    EXPECT_EQ("ok\n", server.ask("run 4 d2"));  // the full run was not at its end
+    EXPECT_TRUE(server.waitForStatus("done"));
+    EXPECT_EQ("5 12 12 13 12 12 ", states());
+    EXPECT_EQ("ok\nok\n", server.ask("submit \"true\" \"\" d1\nsubmit \"true\" \"\" d2"));
+    const std::string last = std::regex_replace(server.ask("list"), LIST_LINE, "$2 d1\n");
+    EXPECT_EQ("ok\n", server.ask("run " + last.substr(last.rfind('\n', last.size() - 2) + 1)));
+    EXPECT_TRUE(server.waitForStatus("waiting")) << "the full run has ended before";
+}
+
+TEST_F(System, LeavesNothingOpenAndNoZombie)
+{
+    TestServer server;
+    const std::string requests =
+        "status\nlist\nnonsense\nsubmit \"x\nsubmit \"true\" \"\" d1\nrun 1 d1\nremove 1 d1\n"
+        "kill\ndone\n";
+    server.ask(requests);
+    const long open = ProcessTable::descriptors(server.pid());
+    server.ask(requests + "run");
+    server.request("");
+    server.request("tester sub");
+    EXPECT_TRUE(server.waitForStatus("done"));
+    server.ask("status");
+    EXPECT_EQ(open, ProcessTable::descriptors(server.pid()));
+    const std::string children = "/proc/" + std::to_string(server.pid()) + "/task/" +
+                                 std::to_string(server.pid()) + "/children";
+    EXPECT_TRUE(
+        Sandbox::waitFor([&] { return server.ask("status"), Sandbox::read(children) == ""; }));
+}
+
+TEST_F(System, TakesTheLongestLineAndTellsTheLongestList)
+{
+    TestServer server;
+    const std::string start = "tester submit \"", end = "\" \"\" \"d1\"";
+    const long longest = UtSocket::MAX_LINE - (long)(start.size() + end.size());
+    EXPECT_EQ("", server.request(start + std::string(longest + 1, 'x') + end + "\n"));
+    EXPECT_EQ("ok\n", server.request(start + std::string(longest, 'x') + end + "\n"));
+    UtDArray<UtHandle<ZoJob>> jobs;
+    EXPECT_EQ(0, ZoClient::list(server.connect(""), "tester", jobs));
+    ASSERT_EQ(1, jobs.size());
+    EXPECT_EQ(longest, jobs[0]->command.length());
+    const int ended = server.connect("tester status\n");
+    ::shutdown(ended, SHUT_WR);  // has said all, and still listens
+    UtString line;
+    UtSocket::readLine(ended, line);
+    EXPECT_STREQ("waiting", line);
+    UtSocket::close(ended);
 }
 
 TEST_F(System, SurvivesClientsThatBreakOff)

@@ -50,6 +50,24 @@ TEST(Containers, ElementsOfAnyClassAreCopiedOnce)
     EXPECT_EQ(9, texts[5].copies);
 }
 
+TEST(Containers, ArraysKeepTheirOrder)
+{
+    UtDArray<int> numbers;
+    for (int i = 0; i < 9; ++i)
+        numbers.append(i);
+    numbers.remove(2, 3);
+    numbers.insertMemory(1, 2);
+    numbers[1] = numbers[2] = 7;
+    numbers.resize(10);
+    const std::vector<int> expected = { 0, 7, 7, 1, 5, 6, 7, 8, 0, 0 };
+    EXPECT_EQ(expected, std::vector<int>(&numbers[0], &numbers[0] + numbers.size()));
+    numbers.resize(0);
+    numbers.append(3);
+    EXPECT_EQ(3, numbers[0]);
+    EXPECT_EQ(1, numbers.size());
+    EXPECT_LE(10, numbers.capacity());
+}
+
 TEST(Containers, TextsTakeWhatLiesInThemselvesAndAnyLength)
 {
     UtString text("abc");
@@ -64,6 +82,14 @@ TEST(Containers, TextsTakeWhatLiesInThemselvesAndAnyLength)
     withNul.appendText("\0b", 2);
     copy = withNul;
     EXPECT_EQ(std::string("a\0b", 3), std::string(copy, copy.length()));
+    copy += 'c';
+    EXPECT_EQ(4, copy.length());
+    EXPECT_EQ(3, withNul.length()) << "a copy of its own";
+    copy += (const char*)nullptr;
+    const UtString short1("ab"), short2("abc");
+    EXPECT_TRUE(short1 != short2 && short1 == "ab" && short1 != "abc" && short1 != nullptr);
+    copy = (const char*)nullptr;
+    EXPECT_STREQ("", copy);
     for (size_t length : { 1021, 1022, 100000 }) {  // 1023 characters are formatted at once
         UtFilename name;
         name.printf("%d%s", 42, std::string(length, 'w').c_str());

@@ -1,4 +1,6 @@
+#include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
+#include "utlib/UtLineReader.h"
 #include "utlib/UtServerSocket.h"
 #include "utlib/UtSocket.h"
 
@@ -81,6 +83,7 @@ TEST_F(Socket, SendsAllToASlowReaderAndGivesUpOnOneThatLeft)
 
 TEST_F(Socket, ReadsOneLineAndNothingBehindIt)
 {
+    const std::string longest(UtSocket::MAX_LINE, 'x');
     const struct {
         std::string sent;
         int result;
@@ -89,7 +92,8 @@ TEST_F(Socket, ReadsOneLineAndNothingBehindIt)
         { "one\ntwo\n", 4, "one", "two\n" },
         { "user submit \"rm -rf x", 0, "", "" },
         { std::string("a\0b\n", 4), -1, "", "" },
-        { std::string(UtSocket::MAX_LINE + 1, 'x') + "\n", -1, "", "" },
+        { longest + "\n", UtSocket::MAX_LINE + 1, longest, "" },
+        { longest + "x\n", -1, "", "" },
     };
     for (const auto& one : cases) {
         const int fd = peer([&](int far) { write(far, one.sent); });
@@ -99,6 +103,44 @@ TEST_F(Socket, ReadsOneLineAndNothingBehindIt)
         EXPECT_EQ(one.rest, one.result < 0 ? "" : receive(fd, 100, 0));
         UtSocket::close(fd);
     }
+}
+
+TEST_F(Socket, ReadsAheadLineByLine)
+{
+    const std::string lines[] = { "one", "", std::string(70000, 'y'),
+                                  std::string(UtLineReader::MAX_LINE, 'z') };
+    const int fd = peer([&](int far) {
+        for (const std::string& line : lines)
+            UtSocket::send(far, "%s\n", line.c_str());
+        UtSocket::send(far, "%sx\n", lines[3].c_str());
+    });
+    UtLineReader reader(fd);
+    UtString found;
+    for (const std::string& line : lines) {
+        EXPECT_EQ((int)line.size() + 1, reader.readLine(found));
+        EXPECT_TRUE(line == (const char*)found);
+    }
+    EXPECT_EQ(-1, reader.readLine(found)) << "longer than the longest";
+    UtSocket::close(fd);
+}
+
+TEST_F(Socket, LimitsOfTimeAndSizeHold)
+{
+    const int silent = peer([](int far) { receive(far, 1, 0); });
+    UtSocket::setTimeLimits(silent, 1);
+    UtString line;
+    const double start = now();
+    EXPECT_EQ("failed", receive(silent, 1, 0));
+    EXPECT_EQ(-1, UtSocket::readLine(silent, line));
+    EXPECT_NEAR(2, now() - start, 0.5);
+    const int copy = ::dup(silent);
+    UtSocket::close(silent);  // the copy's connection stays
+    EXPECT_EQ(0, UtSocket::send(copy, "x"));
+    UtSocket::close(copy);
+    const int full = peer([](int far) { write(far, "abcdef"); });
+    EXPECT_EQ("abc", receive(full, 3, 1));
+    EXPECT_EQ("def", receive(full, 4, 1)) << "the end of the connection ends it";
+    UtSocket::close(full);
 }
 
 TEST_F(Socket, ReceivesAReplyOfTwoWritesWholeAndWaitsForNoMoreThanThat)
@@ -141,8 +183,14 @@ TEST_F(Socket, ServerSurvivesWhatPassesAndConnectionsAreNotInherited)
     UtServerSocket server(1), second(1);
     ASSERT_EQ(0, server.openSocket(0, -10, 25));
     EXPECT_EQ(-1, second.openSocket(server.port, -10, 25)) << "two servers on a port";
-    EXPECT_EQ(-1, UtSocket::connect("nowhere.invalid", server.port));
-    EXPECT_EQ(-1, UtSocket::connect(nullptr, Sandbox::freePort()));
+    long open = 0;
+    for (int i = 0; i < 2; ++i) {  // the resolver keeps what the first question has opened
+        EXPECT_EQ(-1, UtSocket::connect("nowhere.invalid", server.port));
+        open = i == 0 ? ProcessTable::descriptors(::getpid()) : open;
+    }
+    for (const int port : { Sandbox::freePort(), 0, -1, 65536 + server.port })
+        EXPECT_EQ(-1, UtSocket::connect(nullptr, port));
+    EXPECT_EQ(open, ProcessTable::descriptors(::getpid()));
     EXPECT_EQ(-1, server.accept());
     EXPECT_EQ(EAGAIN, errno) << "the timer's signal";
     const int near = UtSocket::connect("node1", server.port);
