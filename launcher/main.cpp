@@ -27,7 +27,7 @@ static const char HELP[] =
     "              \"local\" (the default) nobody; \"any\" whoever reaches the port from another\n"
     "              machine and knows the user's name, who can then run commands as that user\n";
 
-/// Prints a version record, "|key|value|key|value...", one pair a line.
+/// Prints a version record, "|key|value|key|value...", each pair on a line.
 static void printVersion(const std::string& record)
 {
     bool isKey = true;

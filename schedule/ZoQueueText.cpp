@@ -25,8 +25,8 @@ static char* quote(char* to, const UtString& value)
     return to;
 }
 
-/// The most bytes that the job's record takes.
-static long mostOf(const ZoJob* job)
+/// The job's record takes no more bytes than this.
+static long recordLimit(const ZoJob* job)
 {
     const long texts = job->command.length() + job->description.length() + job->directory.length();
     return 2 * texts + 9 * (ZO_NUMBER_SIZE + 1);
@@ -144,11 +144,11 @@ void ZoQueueText::read(const char* text, UtDArray<UtHandle<ZoJob>>& intoJobs)
 
 void ZoQueueText::write(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
 {
-    long most = 0;
+    long limit = 0;
     for (long i = 0; i < ofJobs.size(); ++i)
-        most += mostOf(ofJobs[i]);
+        limit += recordLimit(ofJobs[i]);
     const long length = text.length();
-    text.insertMemory(text.size(), most);  // at once: a text that grows is copied again and again
+    text.insertMemory(text.size(), limit);  // at once: a text that grows is copied again and again
     char* end = text.data + length;
     for (long i = 0; i < ofJobs.size(); ++i)
         end = putRecord(end, ofJobs[i]);

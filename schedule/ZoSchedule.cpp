@@ -8,7 +8,7 @@
 
 #include <ctime>
 
-static const int START_ATTEMPTS = 10;        // one a second
+static const int START_ATTEMPTS = 10;        // with a second before each
 static const long long START_INTERVAL = 11;  // seconds between two start-ups
 
 static UtString theUser;  ///< the user name at the head of every request; empty until resolved

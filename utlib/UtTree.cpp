@@ -1,9 +1,10 @@
 #include "utlib/UtTree.h"
 
+#include "utlib/UtClock.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,14 +19,6 @@ static const int MOST_OPEN = 64;
 
 /// Names that are tried where one must be free.
 static const int NAME_ATTEMPTS = 10000;
-
-/// Milliseconds of a clock that nobody can set.
-static long long now()
-{
-    struct timespec time;
-    ::clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 1000LL + time.tv_nsec / 1000000;
-}
 
 /// Opens a directory in an open one, unless it is a link or something is mounted there. Returns a
 /// descriptor, or -1 with errno set.
@@ -125,7 +118,7 @@ bool UtTree::isKept() const
 
 bool UtTree::isLate() const
 {
-    return deadline >= 0 && now() >= deadline;
+    return deadline >= 0 && UtClock::now() >= deadline;
 }
 
 int UtTree::moveUp(int parent, const char* entry)
@@ -209,7 +202,7 @@ static int openParent(int fd, const char* name)
 
 int UtTree::remove(long long milliseconds)
 {
-    deadline = milliseconds < 0 ? -1 : now() + milliseconds;
+    deadline = milliseconds < 0 ? -1 : UtClock::now() + milliseconds;
     if (isKept()) {
         errno = EBUSY;
         return FAILED;
