@@ -48,7 +48,7 @@ static long long bootTime()
 
 bool Job::isAbandoned() const
 {
-    if (!isRunning() || pid <= 0)
+    if (!isRunningHere() || pid <= 0)
         return false;
     return startTime < bootTime() || (::kill(pid, 0) != 0 && errno == ESRCH);
 }
@@ -63,6 +63,8 @@ std::string stateName(const Job& job)
 
 int exitStatus(const Job& job)
 {
+    if (job.cluster.status >= 0)
+        return job.cluster.status;
     if (job.state == ZoJob::KILLED)
         return KILLED_STATUS;
     return job.state == ZoJob::DONE ? JobDirectory(job).recordedStatus() : -1;

@@ -18,6 +18,15 @@ struct Job {
     int reserved = 0;
     int pid = -1;  ///< the job child, on its machine; -1 until started, or when it is not known
 
+    /// What is known of a job that was handed over to a cluster (see Cluster.h).
+    struct Cluster {
+        std::string id;     ///< its number there; empty: it is on no cluster
+        std::string state;  ///< "PENDING (Resources)", "RUNNING on n3", "COMPLETED"
+        int status = -1;    ///< that it ended with; -1 while it has not
+    };
+    Cluster cluster;
+    bool isDetached = false;  ///< it runs on the cluster, and nothing stands for it in this queue
+
     Job() = default;
     explicit Job(const ZoJob& record);
 
@@ -30,6 +39,9 @@ struct Job {
     bool isWaiting() const { return state == ZoJob::WAITING; }
     bool isRunning() const { return state == ZoJob::RUNNING; }
     bool hasEnded() const { return state == ZoJob::DONE || state == ZoJob::KILLED; }
+
+    /// Whether a process of this queue's machine runs for it.
+    bool isRunningHere() const { return isRunning() && !isDetached; }
 
     /// Seconds from the start to the end, or up to now while it runs; 0 for a waiting job.
     long long runTime() const;

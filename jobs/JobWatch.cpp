@@ -55,6 +55,21 @@ void JobWatch::follow(const std::vector<Job>& jobs)
     }
 }
 
+/// Brings the detached targets up to date, whose ends no queue tells.
+void JobWatch::lookAtCluster()
+{
+    std::vector<Job> detached;
+    for (Target& target : targets) {
+        if (target.hasEnded || !target.job.isDetached)
+            continue;
+        readCluster(target.job);
+        target.hasEnded = target.job.hasEnded();
+        if (!target.hasEnded)
+            detached.push_back(target.job);
+    }
+    question.ask(detached);
+}
+
 void JobWatch::endAbandoned()
 {
     const double now = secondsNow();
@@ -85,6 +100,7 @@ void JobWatch::look()
             target.job.state = ZoJob::DONE;  // as its queue has it already, or in a moment
             target.hasEnded = true;
         }
+    lookAtCluster();
     endAbandoned();
 }
 

@@ -1,14 +1,16 @@
 #ifndef JOBWATCH_H
 #define JOBWATCH_H
 
+#include "jobs/Cluster.h"
 #include "jobs/QueueWatch.h"
 
 #include <string>
 #include <vector>
 
 /// Follows jobs until they have ended. The server may end and come back meanwhile: the jobs do not
-/// depend on it. Only where the process of a running job has gone without a word, so that nobody
-/// but a server can end its record, one is started.
+/// depend on it. What runs on a cluster and is stood for by nobody is asked for there. Only where
+/// the process of a running job has gone without a word, so that nobody but a server can end its
+/// record, one is started.
 ///
 ///     JobWatch watch(server);
 ///     watch.follow(findJobs(watch.queue, names));
@@ -50,9 +52,11 @@ public:
 private:
     bool readQueue();
     void update(Target& target);
+    void lookAtCluster();
     void endAbandoned();
 
     QueueWatch watch;
+    ClusterQuestion question;
     double readAt = 0;          // when the queue was last read
     double ranAt = 0;           // when a job was last seen running
     double abandonedSince = 0;  // 0: no job is

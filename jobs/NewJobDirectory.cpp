@@ -80,12 +80,24 @@ static bool writeAndClose(int fd, const std::string& text)
     return ::close(fd) == 0;
 }
 
+static JobError notMade(const std::string& name)
+{
+    return JobError(JobError::FILE_FAILED,
+                    withReason("nothing was submitted, cannot write " + name) +
+                        "; make room, or set XDG_STATE_HOME");
+}
+
+void NewJobDirectory::makeDirectory(const std::string& name) const
+{
+    const std::string directory = path + "/" + name;
+    if (::mkdir(directory.c_str(), MODE) != 0 || ::chmod(directory.c_str(), MODE) != 0)
+        throw notMade(directory);
+}
+
 void NewJobDirectory::writeFile(const std::string& name, const std::string& text) const
 {
     const std::string file = path + "/" + name;
     const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, MODE);
     if (fd < 0 || ::fchmod(fd, MODE) != 0 || !writeAndClose(fd, text))
-        throw JobError(JobError::FILE_FAILED,
-                       withReason("nothing was submitted, cannot write " + file) +
-                           "; make room, or set XDG_STATE_HOME");
+        throw notMade(file);
 }

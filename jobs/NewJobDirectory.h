@@ -18,6 +18,9 @@ public:
     NewJobDirectory(const NewJobDirectory&) = delete;
     NewJobDirectory& operator=(const NewJobDirectory&) = delete;
 
+    /// Makes a directory in it that only this user can use. Throws JobError.
+    void makeDirectory(const std::string& name) const;
+
     /// Makes a file in it that only this user can read and run. A caller that wants an error in
     /// place of its end where a limit on file sizes is passed ignores SIGXFSZ. Throws JobError.
     void writeFile(const std::string& name, const std::string& text) const;

@@ -19,7 +19,7 @@ static const Job* first(const std::vector<Job>& jobs, Question question)
 
 const Job* Queue::running() const
 {
-    return first(jobs, [](const Job& job) { return job.isRunning(); });
+    return first(jobs, [](const Job& job) { return job.isRunningHere(); });
 }
 
 const Job* Queue::waiting() const

@@ -19,7 +19,7 @@ public:
     Queue() = default;
     explicit Queue(UtDArray<UtHandle<ZoJob>>& records);
 
-    /// The first job that runs.
+    /// The first job that runs here; jobs on a cluster run besides.
     const Job* running() const;
 
     /// The first job that waits.

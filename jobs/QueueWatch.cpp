@@ -1,5 +1,7 @@
 #include "jobs/QueueWatch.h"
 
+#include "jobs/Cluster.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -30,7 +32,9 @@ void sleepSeconds(double seconds)
 
 Queue readQueue(const Server& server)
 {
-    return server.isThisMachine() ? QueueFile().read() : server.list();
+    Queue queue = server.isThisMachine() ? QueueFile().read() : server.list();
+    readClusters(queue.jobs);
+    return queue;
 }
 
 QueueWatch::QueueWatch(const Server& itsServer) : server(itsServer)
@@ -118,12 +122,15 @@ Queue QueueWatch::read()
         changed = false;
         stamp = stampNow();
         looked = secondsNow();
-        return file->read();
+        Queue queue = file->read();
+        readClusters(queue.jobs);
+        return queue;
     }
     pause = pause > 0 ? std::min(pause * GROWTH, LAST_PAUSE) : FIRST_PAUSE;
     asked = secondsNow();  // also when nobody answers
     Queue queue = server.list();
     asked = secondsNow();
+    readClusters(queue.jobs);
     return queue;
 }
 

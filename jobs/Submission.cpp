@@ -4,6 +4,7 @@
 #include "jobs/JobError.h"
 #include "jobs/JobScript.h"
 #include "jobs/NewJobDirectory.h"
+#include "jobs/Slurm.h"
 #include "jobs/Text.h"
 
 #include <fstream>
@@ -30,6 +31,11 @@ Submission::Submission() : umask(ownUmask())
         environment.push_back(*entry);
 }
 
+static bool namesInterpreter(const std::string& script)
+{
+    return script.compare(0, 2, "#!") == 0;
+}
+
 void Submission::check() const
 {
     if (body.find_first_not_of(" \t\n") == std::string::npos)
@@ -40,17 +46,46 @@ void Submission::check() const
     if (!S_ISDIR(status.st_mode))
         throw JobError(JobError::FILE_FAILED,
                        "the job cannot run in " + directory + ": it is no directory");
+    if (cluster && !Slurm::isHere(environment))
+        throw JobError(JobError::FILE_FAILED,
+                       "no sbatch is found through PATH: this machine knows no cluster");
 }
 
-std::string Submission::queue(const Server& server) const
+void Submission::writeScript(const NewJobDirectory& place) const
 {
-    NewJobDirectory place;
-    if (body.compare(0, 2, "#!") == 0) {
+    if (namesInterpreter(body)) {
         place.writeFile("script", body);
         place.writeFile("job", scriptText(place.path, *this, shellQuoted(place.path + "/script")));
     } else {
         place.writeFile("job", scriptText(place.path, *this, body));
     }
+}
+
+void Submission::writeClusterScript(const NewJobDirectory& place) const
+{
+    Submission here = *this;
+    const std::string script = shellQuoted(place.path + "/script");
+    place.makeDirectory("cluster");
+    place.makeDirectory("cluster/tasks");
+    place.writeFile("script", body);
+    place.writeFile("cluster/library", Slurm::libraryText());
+    place.writeFile("cluster/batch",
+                    Slurm::batchText(place.path, description, directory,
+                                     (namesInterpreter(body) ? "" : "sh ") + script, body,
+                                     cluster->options));
+    Slurm::leaveAllocation(here.environment);
+    place.writeFile("job",
+                    scriptText(place.path, here,
+                               Slurm::standText(place.path, cluster->options, cluster->detach)));
+}
+
+std::string Submission::queue(const Server& server) const
+{
+    NewJobDirectory place;
+    if (cluster)
+        writeClusterScript(place);
+    else
+        writeScript(place);
     if (!server.submit(JobDirectory::COMMAND, description, place.path))
         throw JobError(JobError::REFUSED, "the server did not take the job");
     place.keep = true;

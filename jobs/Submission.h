@@ -3,8 +3,11 @@
 
 #include "jobs/Server.h"
 
+#include <optional>
 #include <string>
 #include <vector>
+
+class NewJobDirectory;
 
 /// A job that is to be queued: all of it is known before anything is made. Every front submits
 /// through this class, so that a job is the same wherever it came from.
@@ -25,6 +28,14 @@ public:
     std::vector<std::string> environment;  ///< of the command, "NAME=value"; at first the caller's
     unsigned umask;                        ///< of the command; at first the caller's
 
+    /// For a job that is handed over to a cluster when its turn comes. The directory of a script
+    /// for that is the script's own matter.
+    struct Cluster {
+        std::vector<std::string> options;  ///< for the cluster's own program
+        bool detach = false;  ///< the queue goes on at once, and not when the job has ended
+    };
+    std::optional<Cluster> cluster;
+
     Submission();
 
     /// Throws JobError for an empty command and for a directory in which nothing can run.
@@ -33,6 +44,10 @@ public:
     /// Makes the job's private directory and queues the job. Returns that directory, by which the
     /// job is found in the queue. Throws JobError; nothing is left behind then.
     std::string queue(const Server& server) const;
+
+private:
+    void writeScript(const NewJobDirectory& place) const;
+    void writeClusterScript(const NewJobDirectory& place) const;
 };
 
 #endif

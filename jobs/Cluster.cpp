@@ -1,0 +1,212 @@
+#include "jobs/Cluster.h"
+
+#include "jobs/JobDirectory.h"
+#include "jobs/JobError.h"
+#include "jobs/QueueWatch.h"
+#include "jobs/Slurm.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+static const double ASK_AGAIN = 8;  // seconds between two questions about one job
+static const double STEP = 0.02;    // seconds between two looks for the answer
+static const int MODE = 0600;
+static const char* const CANCELLED = "143 CANCELLED";  // as an engine writes it
+
+static std::string path(const Job& job, const char* name)
+{
+    return job.directory + "/cluster/" + name;
+}
+
+/// A file of one line, "" where there is none; `time` gets that of its last change.
+static std::string readLine(const std::string& file, long long* time = nullptr)
+{
+    struct stat status;
+    std::string line;
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0)
+        return line;
+    char text[256];
+    const ssize_t n = ::read(fd, text, sizeof text);
+    if (n > 0)
+        line.assign(text, std::find(text, text + n, '\n'));
+    if (time && ::fstat(fd, &status) == 0)
+        *time = status.st_mtime;
+    ::close(fd);
+    return line;
+}
+
+/// Of an array whose tasks have all told their status: the highest one; -1 before.
+static int statusOfTasks(const Job& job, long long& time)
+{
+    const long count = std::atol(readLine(path(job, "count")).c_str());
+    const std::string place = path(job, "tasks/");
+    DIR* const tasks = count > 0 ? ::opendir(place.c_str()) : nullptr;
+    if (!tasks)
+        return -1;
+    long ended = 0;
+    int highest = -1;
+    while (const struct dirent* const entry = ::readdir(tasks)) {
+        if (entry->d_name[0] == '.')
+            continue;
+        long long changed = 0;
+        highest = std::max(highest, std::atoi(readLine(place + entry->d_name, &changed).c_str()));
+        time = std::max(time, changed);
+        ++ended;
+    }
+    ::closedir(tasks);
+    return ended < count ? -1 : highest;
+}
+
+/// What the files say of the end; the status is -1 while there is none. A command that is killed
+/// may end with any status of its own.
+static void readEnd(Job& job, bool isKilled, long long& time)
+{
+    Job::Cluster& cluster = job.cluster;
+    std::string line = readLine(path(job, "end"), &time);
+    if (line.empty())
+        line = readLine(path(job, "tasks/job"), &time);
+    if (isKilled && !line.empty() && line.find(' ') == std::string::npos)
+        line = CANCELLED;
+    cluster.status = line.empty() ? statusOfTasks(job, time) : std::atoi(line.c_str());
+    const std::size_t blank = line.find(' ');
+    if (blank != std::string::npos)
+        cluster.state = line.substr(blank + 1);
+    else if (cluster.status >= 0)
+        cluster.state = cluster.status == 0 ? "COMPLETED" : "FAILED";
+}
+
+void readCluster(Job& job)
+{
+    if (job.isWaiting() || !JobDirectory(job).hasScript())
+        return;
+    const std::string id = readLine(path(job, "id"));
+    if (id.empty())
+        return;
+    const bool isStoodFor = job.isRunning() && !job.isDetached;
+    long long time = 0;
+    job.cluster = Job::Cluster();
+    job.cluster.id = id;
+    job.cluster.state = readLine(path(job, "state"));
+    if (job.cluster.state.empty())
+        job.cluster.state = "PENDING";
+    if (isStoodFor)
+        return;
+    const bool isKilled = ::access((job.directory + "/kill").c_str(), F_OK) == 0;
+    readEnd(job, isKilled, time);
+    job.isDetached = job.cluster.status < 0;
+    if (job.isDetached) {
+        job.state = ZoJob::RUNNING;
+        job.endTime = 0;  // of the hand-over
+    } else {
+        job.state = isKilled ? ZoJob::KILLED : ZoJob::DONE;
+        job.endTime = std::max(job.endTime, time);
+    }
+}
+
+void readClusters(std::vector<Job>& jobs)
+{
+    for (Job& job : jobs)
+        readCluster(job);
+}
+
+static bool isOfCluster(const Job& job)
+{
+    return JobDirectory(job).hasScript() && ::access(path(job, "batch").c_str(), F_OK) == 0;
+}
+
+void markKill(const Job& job)
+{
+    const std::string place = job.directory + "/kill";
+    if (!isOfCluster(job))
+        return;
+    const int fd = ::open(place.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, MODE);
+    if (fd < 0)
+        throw JobError(JobError::FILE_FAILED,
+                       withReason("nothing was killed, cannot make " + place));
+    ::close(fd);
+}
+
+void unmarkKill(const Job& job)
+{
+    (void)::unlink((job.directory + "/kill").c_str());  // of no job but one of a cluster
+}
+
+/// Starts a shell with this text and these arguments, without standard input and output.
+static pid_t startShell(const std::string& text, std::vector<std::string> arguments, bool mayTalk)
+{
+    arguments.insert(arguments.begin(), { "sh", "-c", text, "sh" });
+    std::vector<char*> words;
+    for (std::string& argument : arguments)
+        words.push_back(&argument[0]);
+    words.push_back(nullptr);
+    posix_spawn_file_actions_t streams;
+    ::posix_spawn_file_actions_init(&streams);
+    for (int fd = 0; fd <= (mayTalk ? 1 : 2); ++fd)
+        ::posix_spawn_file_actions_addopen(&streams, fd, "/dev/null", O_RDWR, 0);
+    pid_t pid = -1;
+    const int failed = ::posix_spawn(&pid, "/bin/sh", &streams, nullptr, words.data(), environ);
+    ::posix_spawn_file_actions_destroy(&streams);
+    errno = failed;
+    return failed ? -1 : pid;
+}
+
+void cancelOnCluster(const Job& job)
+{
+    if (!isOfCluster(job))
+        return;
+    const pid_t pid = startShell(Slurm::cancelText(), { job.directory }, true);
+    if (pid < 0)
+        throw JobError(JobError::FILE_FAILED, withReason("cannot start a shell"));
+    while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR)
+        continue;
+}
+
+/// Whether it is time to ask about a job; then it is noted that it was asked.
+static bool isDue(const Job& job)
+{
+    struct stat status;
+    const std::string file = path(job, "asked");
+    if (::stat(file.c_str(), &status) == 0 && std::time(nullptr) - status.st_mtime < ASK_AGAIN)
+        return false;
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, MODE);
+    if (fd < 0)
+        return false;  // and nothing could be noted
+    const bool isNoted = ::futimens(fd, nullptr) == 0;
+    ::close(fd);
+    return isNoted;
+}
+
+void ClusterQuestion::ask(const std::vector<Job>& jobs)
+{
+    if (!isAnswered())
+        return;
+    std::vector<std::string> directories;
+    for (const Job& job : jobs)
+        if (job.isDetached && isDue(job))
+            directories.push_back(job.directory);
+    if (!directories.empty())
+        pid = startShell(Slurm::tellText(), directories, false);
+}
+
+bool ClusterQuestion::isAnswered()
+{
+    if (pid > 0 && ::waitpid(pid, nullptr, WNOHANG) != 0)
+        pid = -1;
+    return pid < 0;
+}
+
+void ClusterQuestion::wait(double seconds)
+{
+    const double end = secondsNow() + seconds;
+    while (!isAnswered() && secondsNow() < end)
+        sleepSeconds(STEP);
+}
