@@ -113,6 +113,13 @@ void Grammar::addSubmit()
     submit->add_flag("-r,--run", options.run, "Also run the waiting jobs");
     submit->add_flag("-w,--wait", options.wait, "Wait for its end, and end with its status");
     submit->add_flag("-q,--quiet", options.quiet, "Print nothing");
+    submit
+        ->add_option("--slurm", options.slurmOptions,
+                     "Hand it over to the Slurm cluster, with these options for sbatch")
+        ->type_name("[=OPTIONS]")
+        ->expected(0, 1);
+    submit->add_flag("--detach", options.detach,
+                     "With --slurm: go on with the queue once it is handed over");
     submit->add_flag("--json", options.json, "Print the job as JSON");
     submit
         ->add_option("CMD", unused,
@@ -226,6 +233,14 @@ static std::vector<std::string> takeWords(const Grammar& grammar, std::vector<st
     return words;
 }
 
+/// Writes "--slurm" without options as with empty ones: CLI11 would take the next word for them.
+static void completeSlurm(std::vector<std::string>& args)
+{
+    for (std::string& arg : args)
+        if (arg == "--slurm")
+            arg += '=';
+}
+
 /// Writes "--label=" as "--label" and an empty word: CLI11 would take the next word for the value.
 static void separateEmptyValues(std::vector<std::string>& args)
 {
@@ -244,6 +259,8 @@ static void checkTogether(const Options& options)
         throw Failure{ WRONG_USAGE, "nan is no number of seconds" };
     if (options.command == "list" && options.json && options.watch > 0)
         throw Failure{ WRONG_USAGE, "--json prints one document, --watch many: choose one" };
+    if (options.detach && !options.slurm)
+        throw Failure{ WRONG_USAGE, "--detach is for jobs of a cluster: use it with --slurm" };
     if (options.command == "remove" && options.jobs.empty() != options.finished)
         throw Failure{ WRONG_USAGE, "remove which jobs? Name them, or use --finished, not both" };
 }
@@ -254,6 +271,7 @@ Options parseOptions(int argc, char** argv)
     Grammar grammar(options);
     std::vector<std::string> args(argv + (argc > 0), argv + argc);
     options.words = takeWords(grammar, args);
+    completeSlurm(args);
     separateEmptyValues(args);
     std::reverse(args.begin(), args.end());  // the order in which CLI11 takes them
     try {
@@ -277,6 +295,7 @@ Options parseOptions(int argc, char** argv)
     options.labelled = grammar.submit->count("--label") > 0;
     if (grammar.app.get_subcommand("list")->count("--watch") > 0 && options.watch == 0)
         options.watch = WATCH_INTERVAL;
+    options.slurm = grammar.submit->count("--slurm") > 0;
     checkTogether(options);
     if (options.root.empty())
         options.root = ownRoot();

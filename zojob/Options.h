@@ -23,6 +23,9 @@ struct Options {
     bool run = false;
     bool wait = false;
     bool quiet = false;
+    bool slurm = false;
+    std::string slurmOptions;  ///< one line
+    bool detach = false;
 
     // list
     std::vector<std::string> states;  ///< empty: all

@@ -1,7 +1,17 @@
+#include "jobs/Cluster.h"
 #include "jobs/JobName.h"
 #include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
+
+/// Kills a job that runs on a cluster only.
+static int killDetached(const Job& job, const std::string& name)
+{
+    markKill(job);
+    cancelOnCluster(job);
+    note("killed job " + name + ", " + job.cluster.id + " of the cluster");
+    return DONE_WELL;
+}
 
 int killCommand(const Options& options)
 {
@@ -12,13 +22,19 @@ int killCommand(const Options& options)
     if (!meant)
         throw Failure{ REFUSED, "no job is running" };
     const std::string name = jobName(queue, *meant);
+    if (meant->isDetached)
+        return killDetached(*meant, name);
     if (meant != running)
         throw Failure{ REFUSED, "job " + name + " is " + stateName(*meant) +
                                     ", not running: nothing was killed" };
-    if (!server.kill())
+    markKill(*meant);
+    if (!server.kill()) {
+        unmarkKill(*meant);
         throw Failure{ REFUSED, "job " + name +
                                     " could not be killed; it may just have ended: see "
                                     "'zojob list'" };
+    }
+    cancelOnCluster(*meant);  // its script does so too, unless it had just handed the job over
     note("killed job " + name);
     return DONE_WELL;
 }

@@ -1,3 +1,4 @@
+#include "jobs/Cluster.h"
 #include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
 #include "jobs/QueueWatch.h"
@@ -10,6 +11,8 @@
 
 #include <algorithm>
 #include <unistd.h>
+
+static const double PATIENCE = 2;  // seconds for a cluster to answer
 
 /// Text of several lines without what a terminal would obey.
 static std::string printableLines(const std::string& text)
@@ -32,6 +35,8 @@ static void showText(const Job& job, const Options& options)
     printField("description", printable(job.description));
     printField("command", printable(job.command));
     printField("directory", printable(job.directory));
+    if (!job.cluster.id.empty())
+        printField("cluster", printable(job.cluster.id + " " + job.cluster.state));
     printField("submitted", dateTime(job.id));
     printField("started", dateTime(job.startTime));
     printField("ended", dateTime(job.endTime));
@@ -44,10 +49,20 @@ static void showText(const Job& job, const Options& options)
     print("script\n" + (::isatty(STDOUT_FILENO) ? printableLines(script) : script));
 }
 
+/// Asks the cluster about the job where nobody else does, and waits a moment for the answer.
+static void askCluster(Job& job)
+{
+    ClusterQuestion question;
+    question.ask({ job });
+    question.wait(PATIENCE);
+    readCluster(job);
+}
+
 int showCommand(const Options& options)
 {
     const Queue queue = readQueue(serverOf(options));
-    const Job& job = findJob(queue, options.jobs[0]);
+    Job job = findJob(queue, options.jobs[0]);
+    askCluster(job);
     if (options.json)
         writeJsonJob(job, jobName(queue, job), true);
     else

@@ -1,5 +1,6 @@
 #include "jobs/JobName.h"
 #include "jobs/JobScript.h"
+#include "jobs/Slurm.h"
 #include "jobs/Submission.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
@@ -82,6 +83,9 @@ static Submission prepare(const Options& options)
         job.description = describe(options.label);
     else
         job.description = fromInput ? describe(firstLine(job.body)) : describe(options.words);
+    if (options.slurm)
+        job.cluster =
+            Submission::Cluster{ Slurm::splitOptions(options.slurmOptions), options.detach };
     job.check();
     return job;
 }

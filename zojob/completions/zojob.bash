@@ -5,7 +5,7 @@
 _zojob_options() {
     local common='--host --root --color --help --version'
     case $1 in
-    submit | add) echo "--label --directory --run --wait --quiet --json $common" ;;
+    submit | add) echo "--label --directory --run --wait --quiet --slurm --detach --json $common" ;;
     list | ls) echo "--state --watch --wide --json --no-header -n $common" ;;
     remove | rm) echo "--force --finished $common" ;;
     log) echo "--follow --lines $common" ;;

@@ -33,6 +33,8 @@ complete -c zojob -n $submit -s C -l directory -x -a '(__fish_complete_directori
 complete -c zojob -n $submit -s r -l run -d 'Also run the waiting jobs'
 complete -c zojob -n $submit -s w -l wait -d 'Wait, and end with its status'
 complete -c zojob -n $submit -s q -l quiet -d 'Print nothing'
+complete -c zojob -n $submit -l slurm -d 'Hand it over to the Slurm cluster'
+complete -c zojob -n $submit -l detach -d 'Go on with the queue once it is handed over'
 complete -c zojob -n $submit -l json -d 'Print the job as JSON'
 complete -c zojob -n $submit -x -a '(__fish_complete_subcommand --fcs-skip=2)'
 

@@ -19,6 +19,15 @@ static Json time(long long seconds)
     return seconds ? Json(seconds) : Json(nullptr);
 }
 
+static Json clusterOf(const Job& job)
+{
+    if (job.cluster.id.empty())
+        return nullptr;
+    return Json{ { "id", job.cluster.id },
+                 { "state", job.cluster.state },
+                 { "detached", job.isDetached } };
+}
+
 static Json toJson(const Job& job, const std::string& name)
 {
     const int status = exitStatus(job);
@@ -32,7 +41,8 @@ static Json toJson(const Job& job, const std::string& name)
                  { "start", time(job.startTime) },
                  { "end", time(job.endTime) },
                  { "time", job.runTime() },
-                 { "reserved", job.reserved } };
+                 { "reserved", job.reserved },
+                 { "cluster", clusterOf(job) } };
 }
 
 void writeJsonList(const std::vector<Job>& jobs, const std::vector<std::string>& names)

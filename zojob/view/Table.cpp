@@ -59,6 +59,14 @@ std::string coloredState(const Job& job, bool color, std::size_t columns)
     return name;
 }
 
+/// What the cluster says of a job that has not ended well, as "[4711 PENDING (Resources)] ".
+static std::string clusterText(const Job& job)
+{
+    if (job.cluster.id.empty() || job.cluster.status == 0)
+        return "";
+    return printable("[" + job.cluster.id + " " + job.cluster.state + "] ");
+}
+
 static Row makeRow(const Job& job, bool wide)
 {
     const int status = exitStatus(job);
@@ -67,7 +75,7 @@ static Row makeRow(const Job& job, bool wide)
     row[STATE] = stateName(job);
     row[EXIT] = status < 0 ? "-" : std::to_string(status);
     row[TIME] = job.startTime ? duration(job.runTime()) : "-";
-    row[DESCRIPTION] = printable(job.description);
+    row[DESCRIPTION] = clusterText(job) + printable(job.description);
     if (wide) {
         row[START] = dateTime(job.startTime);
         row[END] = dateTime(job.endTime);
