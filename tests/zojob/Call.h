@@ -1,0 +1,48 @@
+#ifndef CALL_H
+#define CALL_H
+
+#include "tests/sandbox/TestServer.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+using Words = std::vector<std::string>;
+
+/// One call of zojob, running beside the test.
+class Call : public Process
+{
+public:
+    explicit Call(const Words& words, const std::string& input = "")
+        : Process(with({ KELVO_BUILD_DIR "/bin/zojob" }, words), input)
+    {
+    }
+    /// A line of shell, in which "$0" with the words behind it is the call.
+    Call(const char* line, const Words& words, const std::string& input = "")
+        : Process(with({ "sh", "-c", line, KELVO_BUILD_DIR "/bin/zojob" }, words), input)
+    {
+    }
+
+private:
+    static Words with(Words first, const Words& rest)
+    {
+        first.insert(first.end(), rest.begin(), rest.end());
+        return first;
+    }
+};
+
+inline bool holds(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+inline std::string joined(const Words& words)
+{
+    std::string text = "zojob";
+    for (const std::string& word : words)
+        text += " " + word;
+    return text;
+}
+
+#endif

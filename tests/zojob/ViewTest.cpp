@@ -1,0 +1,350 @@
+// What the looking commands show of a queue file: no server, no job that runs for real.
+
+#include "tests/zojob/Call.h"
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+/// The command of zojob's own jobs, whose directories hold their exit status.
+static const char OWN[] = "sh job; echo $? >exit";
+static const int IDS = 1700000000;  // of the first job; the next ones follow
+
+/// Jobs labelled alpha to golf in a queue file: some of another application, some of zojob.
+class View : public ::testing::Test
+{
+protected:
+    std::string records[7];
+
+    View()
+    {
+        const std::string own = std::to_string(::getpid());
+        record(0, 12, "true", "alpha", 0, 3725);
+        record(1, 12, OWN, "bravo", 1, 60, "3\n");
+        record(2, 12, OWN, "charlie", 2, 0, "5\n");
+        record(3, 13, OWN, "delta", 3, 1);
+        record(4, 11, "sleep 9", "exec \"it\"", ::time(nullptr) - IDS - 60, 0, "", own);
+        record(5, 10, "true", "f\xc3\xb3xtrot \x1b[31m\xff", -1, 0);
+        record(6, 10, "true", "golf", -1, 0);
+        save();
+    }
+
+    void record(int n, int state, const char* command, const char* label, long long start,
+                int seconds, const char* status = "", const std::string& pid = "9000001")
+    {
+        const std::string place = Sandbox::path("place") + std::to_string(n);
+        fs::create_directory(place);
+        Sandbox::write(place + "/." + std::to_string(IDS + n), "");
+        if (*status)
+            Sandbox::write(place + "/exit", status);
+        const long long begin = start < 0 ? 0 : IDS + start, end = seconds ? begin + seconds : 0;
+        records[n] = std::to_string(state) + ":" + command + ":" + label + ":" + place + ":" +
+                     std::to_string(IDS + n) + ":" + std::to_string(begin) + ":" +
+                     std::to_string(state == 12 && !seconds ? begin : end) +
+                     ":0:" + (start < 0 ? "-1" : pid) + "\n";
+    }
+
+    void save() const
+    {
+        std::string text;
+        for (const std::string& one : records)
+            text += one;
+        Sandbox::write(Sandbox::queueFile(), text);
+    }
+
+    static std::string name(int n) { return std::to_string(IDS + n); }
+
+    /// The first letters of the labels that a text shows, in its order.
+    static std::string shown(const std::string& text)
+    {
+        std::string letters;
+        const std::pair<const char*, char> labels[] = { { "alpha", 'a' },   { "bravo", 'b' },
+                                                        { "charlie", 'c' }, { "delta", 'd' },
+                                                        { "exec ", 'e' },   { "xtrot", 'f' },
+                                                        { "golf", 'g' } };
+        for (size_t at = 0; at < text.size(); ++at)
+            for (const auto& [label, letter] : labels)
+                if (text.compare(at, strlen(label), label) == 0)
+                    letters += letter;
+        return letters;
+    }
+};
+
+TEST_F(View, ListShowsWhatIsAskedFor)
+{
+    const struct {
+        Words words;
+        const char* jobs;
+        int status = 0;
+    } cases[] = {
+        { {}, "abcdefg" },
+        { { "list" }, "abcdefg" },
+        { { "ls", "-n", "2" }, "fg" },
+        { { "list", "-n3" }, "efg" },
+        { { "list", "-n", "0" }, "" },
+        { { "list", "-n", "99" }, "abcdefg" },
+        { { "list", "--state", "killed" }, "d" },
+        { { "list", "--state=waiting,running" }, "efg" },
+        { { "list", "--state", "waiting", "--state", "killed" }, "dfg" },
+        { { "list", "--state", "waiting", "-n", "1", "--no-header" }, "g" },
+        { { "list", "--names", "--state", "running" }, "e" },
+        { { "list", "--state", "nonsense" }, "", 2 },
+        { { "list", "-n", "-1" }, "", 2 },
+        { { "list", "-n", "many" }, "", 2 },
+        { { "list", "surplus" }, "", 2 },
+        { { "list", "--json", "--watch" }, "", 2 },
+        { { "list", "--watch=0" }, "", 2 },
+        { { "--color", "blue" }, "", 2 },
+        { { "nonsense" }, "", 2 },
+    };
+    for (const auto& [words, jobs, status] : cases) {
+        Call call(words);
+        EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
+        EXPECT_EQ(jobs, shown(call.out())) << joined(words) << ": " << call.out();
+        EXPECT_EQ(status == 0, call.err().empty()) << joined(words) << ": " << call.err();
+    }
+}
+
+TEST_F(View, ListShowsEveryJobAsItIs)
+{
+    const std::string list = Call({ "list" }).out(), bare = Call({ "list", "--no-header" }).out();
+    std::istringstream lines(list);
+    const Words parts[] = { { "ID", "STATE" },
+                            { "done", " 1:02:05 ", "alpha" },
+                            { "done", " 3 ", "1:00" },
+                            { "done", " 5 ", " 0:00 " },
+                            { "killed", "143", "0:01" },
+                            { "running", "1:0", "exec \"it\"" },
+                            { "waiting", "f\xc3\xb3xtrot  [31m?" },
+                            { "waiting", "golf" },
+                            { "2 waiting, 1 running, 3 done, 1 killed" } };
+    for (const Words& wanted : parts) {
+        std::string line;
+        std::getline(lines, line);
+        for (const std::string& part : wanted)
+            EXPECT_TRUE(holds(line, part)) << part << " in: " << line;
+    }
+    EXPECT_EQ(7, std::count(bare.begin(), bare.end(), '\n')) << "neither headings nor counts";
+    EXPECT_FALSE(holds(list, "\x1b"));
+    EXPECT_TRUE(holds(Call({ "--color", "always" }).out(), "\x1b[32mdone"));
+    EXPECT_TRUE(holds(Call({ "list", "--wide" }).out(), Sandbox::path("place0")));
+    const auto json = nlohmann::json::parse(Call({ "list", "--json" }).out());
+    ASSERT_EQ(7u, json.size());
+    const std::pair<int, const char*> exits[] = {
+        { 0, "null" }, { 1, "3" }, { 2, "5" }, { 3, "143" }
+    };
+    for (const auto& [n, status] : exits)
+        EXPECT_EQ(status, json[n]["exit"].dump()) << n;
+    EXPECT_EQ("exec \"it\"", json[4]["description"]);
+    EXPECT_EQ("running", json[4]["state"]);
+    EXPECT_EQ(IDS + 1 + 60, json[1]["end"]);
+    EXPECT_EQ(json[5], nlohmann::json::parse(Call({ "list", "--json", "-n", "2" }).out())[0]);
+}
+
+TEST_F(View, ShowAndStatusTellEverything)
+{
+    const std::string text = Call({ "show", name(1) }).out();
+    for (const char* part : { "done", "3", "bravo", OWN, "place1", "1:00" })
+        EXPECT_TRUE(holds(text, part)) << part << " in: " << text;
+    const auto json = nlohmann::json::parse(Call({ "show", "--json", name(0) }).out());
+    EXPECT_EQ("true", json["command"]);
+    EXPECT_EQ(Sandbox::path("place0"), json["directory"]);
+    const std::string status = Call({ "status" }).out();
+    for (const char* part : { "none", "2 waiting, 1 running", "exec \"it\"" })
+        EXPECT_TRUE(holds(status, part)) << part << " in: " << status;
+    EXPECT_EQ("none", nlohmann::json::parse(Call({ "status", "--json" }).out())["server"]);
+    for (const Words& words : { Words{ "show" }, { "show", "1", "2" }, { "log", "1", "2" } })
+        EXPECT_EQ(2, Call(words).end()) << joined(words);
+}
+
+TEST_F(View, NamesAreIdsEndsOfIdsAndLast)
+{
+    record(0, 12, "true", "alpha", 0, 1);
+    fs::create_directory("twin");
+    Sandbox::write("twin/." + name(6), "");
+    const std::string twin = Sandbox::path("twin");
+    records[5] = "10:true:f\xc3\xb3xtrot:" + twin + ":" + name(6) + ":0:0:0:-1\n";
+    save();
+    const std::pair<std::string, const char*> cases[] = {
+        { name(0), "a" },
+        { "0003", "d" },
+        { "last", "g" },
+        { name(6) + ":" + twin, "f" },
+        { "9", "" },
+        { "", "" },
+        { name(6) + ":" + twin + "x", "" },
+        { "1", "b" },
+    };
+    for (const auto& [word, job] : cases) {
+        Call call({ "show", "--json", word });
+        EXPECT_EQ(*job ? 0 : 1, call.end()) << word << ": " << call.err();
+        EXPECT_EQ(job, shown(call.out())) << word;
+    }
+    Call ambiguous({ "show", name(6) });
+    EXPECT_EQ(1, ambiguous.end());
+    EXPECT_TRUE(holds(ambiguous.err(), name(6) + ":" + twin)) << ambiguous.err();
+}
+
+TEST_F(View, LogShowsTheWantedLines)
+{
+    std::string text, end;
+    for (int i = 0; i < 30000; ++i) {  // several of the pieces that are read at a time
+        text += "line " + std::to_string(i) + "\n";
+        if (i >= 10000)
+            end += "line " + std::to_string(i) + "\n";
+    }
+    Sandbox::write("place0/log", text);
+    Sandbox::write("place1/log", std::string("Starting \"") + OWN + "\"\none\n\ntwo");
+    Sandbox::write("place3/log", std::string("Starting \"") + OWN + "\"\n");
+    Sandbox::write("place4/log", "runs\n");
+    const struct {
+        Words words;
+        std::string out;
+        int status = 0;
+    } cases[] = {
+        { { "log", name(0) }, text },
+        { { "log", "-n", "20000", name(0) }, end },
+        { { "log", "-n1", name(0) }, "line 29999\n" },
+        { { "log", "--lines=0", name(0) }, "" },
+        { { "log", name(1) }, "one\n\ntwo" },
+        { { "log", "-n", "2", name(1) }, "\ntwo" },
+        { { "log", "-n", "9", name(1) }, "one\n\ntwo" },
+        { { "log", "-f", name(1) }, "one\n\ntwo" },
+        { { "log", "-fn1", name(1) }, "two" },
+        { { "log", name(3) }, "" },
+        { { "log" }, "runs\n" },
+        { { "log", name(6) }, "", 1 },
+        { { "log", "-n", "x" }, "", 2 },
+    };
+    for (const auto& [words, out, status] : cases) {
+        Call call(words);
+        EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
+        EXPECT_TRUE(out == call.out()) << joined(words) << ": " << call.out().substr(0, 200);
+    }
+    record(4, 12, "sleep 9", "exec", 90, 1);
+    save();
+    EXPECT_EQ("runs\n", Call({ "log" }).out()) << "the one that was started last";
+}
+
+TEST_F(View, FollowedLogGrowsToItsEnd)
+{
+    Call following({ "log", "-f" });
+    Sandbox::write("place4/log", "one\n");
+    EXPECT_FALSE(following.hasEnded(0.3));
+    Sandbox::write("place4/log", "one\ntwo");
+    EXPECT_FALSE(following.hasEnded(0.3));
+    record(4, 12, "sleep 9", "exec", 90, 1);
+    save();
+    EXPECT_EQ(0, following.end());
+    EXPECT_EQ("one\ntwo", following.out());
+}
+
+TEST_F(View, WaitEndsWithTheHighestStatus)
+{
+    const struct {
+        Words words;
+        int status;
+    } cases[] = {
+        { { name(0) }, 0 },
+        { { name(1) }, 3 },
+        { { name(1), name(2), name(1) }, 5 },
+        { { name(2), name(0) }, 5 },
+        { { name(2), name(3) }, 143 },
+        { { "--timeout", "0", name(4) }, 124 },
+        { { "--timeout=0.1", name(1), name(4) }, 124 },
+        { { "--timeout", "0", name(1) }, 3 },
+        { { "--timeout", "0" }, 124 },
+        { { "--timeout", "-1", name(1) }, 2 },
+        { { "--timeout", "nan", name(1) }, 2 },
+        { { name(1), "nonsense" }, 1 },
+    };
+    for (auto [words, status] : cases) {
+        words.insert(words.begin(), "wait");
+        Call call(words);
+        EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
+    }
+}
+
+TEST_F(View, InterruptedWaitSaysSoUnlessThatIsIgnored)
+{
+    for (const Words& words : { Words{ "wait", name(4) }, { "log", "-f" } }) {
+        Call waiting("exec \"$0\" \"$@\"", words);
+        Call ignoring("trap '' INT; exec \"$0\" \"$@\"", words);
+        EXPECT_FALSE(waiting.hasEnded(0.5) || ignoring.hasEnded());
+        for (const Call* call : { &waiting, &ignoring })
+            ::kill(call->pid, SIGINT);
+        EXPECT_EQ(130, waiting.end());
+        EXPECT_TRUE(holds(waiting.err(), "goes on")) << waiting.err();
+        EXPECT_FALSE(ignoring.hasEnded(0.3));
+        ::kill(ignoring.pid, SIGTERM);
+        EXPECT_EQ(128 + SIGTERM, ignoring.end());
+    }
+}
+
+TEST_F(View, WatchGoesOnUntilNobodyReads)
+{
+    Call watching("exec \"$0\" \"$@\" >watched", { "list", "--no-header", "--watch=0.1" });
+    const auto times = [](char letter) {
+        const std::string jobs = shown(Sandbox::read("watched"));
+        return std::count(jobs.begin(), jobs.end(), letter);
+    };
+    EXPECT_TRUE(Sandbox::waitFor([&] { return times('g') > 2; }, 3)) << "at its interval";
+    EXPECT_FALSE(watching.hasEnded());
+    ::kill(watching.pid, SIGTERM);
+    Call left("\"$0\" \"$@\" | head -n 1", { "list", "--watch=0.1" });
+    EXPECT_TRUE(left.hasEnded(5)) << "the reader has gone";
+    left.end();
+}
+
+TEST_F(View, OutputThatCannotBeWrittenIsAFailure)
+{
+    const struct {
+        const char* line;
+        int status;
+        const char* message = "";
+    } cases[] = {
+        { "\"$0\" \"$@\" >/dev/full", 1, "cannot write to standard output: No space" },
+        { "\"$0\" \"$@\" >&-", 1, "cannot write to standard output: Bad file" },
+        { "\"$0\" \"$@\" 2>&- <&-", 0 },
+        { "ulimit -f 0; exec \"$0\" \"$@\" >file", 1 },
+    };
+    for (const auto& [line, status, message] : cases) {
+        for (const Words& words : { Words{ "list" }, { "list", "--json" }, { "show", name(0) } }) {
+            Call call(line, words);
+            EXPECT_EQ(status, call.end()) << line << ", " << joined(words);
+            EXPECT_TRUE(holds(call.err(), message)) << line << ": " << call.err();
+        }
+    }
+}
+
+TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
+{
+    records[5] =
+        "10:true:f\xc3\xb3xtrot:" + Sandbox::path("place6") + "/x:" + name(6) + ":0:0:0:-1\n";
+    fs::create_directory("place6/x");
+    Sandbox::write("place6/x/." + name(6), "");
+    save();
+    const std::string twin = name(6) + ":" + Sandbox::path("place6");
+    const std::string both = twin.substr(twin.find(':') + 1);
+    const std::pair<std::string, std::string> cases[] = {
+        { "zojob rem", "remove" },
+        { "zojob list --wi", "--wide" },
+        { "zojob wait --ti", "--timeout" },
+        { "zojob kill ", name(4) },
+        { "zojob show " + name(1).substr(0, 9) + "1", name(1) },
+        { "zojob show la", "last" },
+        { "zojob --host x list --js", "--json" },
+        { "zojob list --state kil", "killed" },
+        { "zojob show " + twin + "/", both + "/x" },
+    };
+    const std::string script = "PATH=" KELVO_BUILD_DIR "/bin:$PATH; "
+                               ". " KELVO_SOURCE_DIR "/zojob/completions/zojob.bash; "
+                               "COMP_LINE=$1 COMP_POINT=${#1}; _zojob; "
+                               "printf '%s\\n' \"${COMPREPLY[@]}\"";
+    for (const auto& [line, word] : cases) {
+        Process bash({ "bash", "-c", script, "bash", line });
+        EXPECT_EQ(word + "\n", bash.out()) << line << ": " << bash.err();
+    }
+}
