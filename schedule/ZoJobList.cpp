@@ -274,9 +274,9 @@ int ZoJobList::endLostJobs()
 
 void ZoJobList::readQueue(UtDArray<UtHandle<ZoJob>>& intoJobs)
 {
-    UtString text;
-    if (queueFile->read(text) == 0)
-        ZoQueueText::read(text, intoJobs);
+    UtString space;
+    if (const UtString* const text = queueFile->read(space))
+        ZoQueueText::read(*text, intoJobs);
 }
 
 void ZoJobList::readQueue(UtString text, UtDArray<UtHandle<ZoJob>>& intoJobs)

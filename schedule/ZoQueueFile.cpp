@@ -384,29 +384,37 @@ int ZoQueueFile::readOld(const char* path)
     return 0;
 }
 
-int ZoQueueFile::read(UtString& text)
+/// Reads the queue's text outside of a bracket. Returns 0, or -1 when there is none.
+static int readOutside(const char* path, const char* lockPath, UtString& text)
+{
+    // A shared lock keeps a rewrite under way from being seen half done.
+    const int reader = ::open(lockPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const bool isLocked = reader < 0 || waitForSharedLock(reader) == 0;
+    const int journal = reader >= 0 && isOurs(reader) ? reader : -1;
+    const int result =
+        isLocked ? readText(journal, path, text) : readTextUnlocked(journal, path, text);
+    if (reader >= 0)
+        ::close(reader);
+    return result;
+}
+
+const UtString* ZoQueueFile::read(UtString& space)
 {
     char path[PATH_BUFFER], lockPath[PATH_BUFFER];
     if (formatPath(path, sizeof path, ".zojobs") != 0)
-        return -1;
-    int result;
+        return nullptr;
+    if (formatPath(lockPath, sizeof lockPath, ".zojobs.lock") != 0)
+        lockPath[0] = '\0';  // cannot be opened
+    if ((bracket ? readOld(path) : readOutside(path, lockPath, space)) != 0)
+        return nullptr;
     if (bracket) {
-        result = readOld(path);
-        text = bracket->old;
-    } else {
-        // A shared lock keeps a rewrite under way from being seen half done.
-        int reader = -1;
-        if (formatPath(lockPath, sizeof lockPath, ".zojobs.lock") == 0)
-            reader = ::open(lockPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        const bool isLocked = reader < 0 || waitForSharedLock(reader) == 0;
-        const int journal = reader >= 0 && isOurs(reader) ? reader : -1;
-        result = isLocked ? readText(journal, path, text) : readTextUnlocked(journal, path, text);
-        if (reader >= 0)
-            ::close(reader);
+        const UtString& old = bracket->old;
+        if (!::memchr(old, '\0', old.length()))
+            return &old;
+        space = old;  // the journal keeps it as it is
     }
-    if (result == 0)
-        dropNulBytes(text);
-    return result;
+    dropNulBytes(space);
+    return &space;
 }
 
 /// Puts the old text into the journal, on the disk when the new one is known. Returns 0, or -1 with

@@ -34,9 +34,9 @@ public:
     void forget();
 
     /// Reads the queue's text. Outside of a bracket a shared lock is waited for, two seconds at
-    /// most. A NUL byte costs the rest of its line. Returns 0, or -1 when there is no queue, or
-    /// none that can be read.
-    int read(UtString& text);
+    /// most. A NUL byte costs the rest of its line. Returns the text, which lies in `space` or, up
+    /// to the end of the bracket, in here; null when there is no queue, or none that can be read.
+    const UtString* read(UtString& space);
 
     /// Tells, inside a bracket, whether a save can be expected to succeed: the queue file can be
     /// opened, and the disk has room for the journal. Without a queue file there is nothing that a
