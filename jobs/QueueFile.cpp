@@ -28,11 +28,15 @@ std::string QueueFile::name() const
 static bool isReadable(const std::string& path)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    char first;
+    const bool result = fd >= 0 && ::read(fd, &first, 1) >= 0;
+    const int error = errno;
     if (fd >= 0)
         ::close(fd);
-    else if (errno != ENOENT && errno != ENOTDIR)
+    errno = error;
+    if (!result && error != ENOENT && error != ENOTDIR)
         throw JobError(JobError::FILE_FAILED, withReason("cannot read the queue, " + path));
-    return fd >= 0;
+    return result;
 }
 
 Queue QueueFile::read()

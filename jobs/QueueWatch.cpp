@@ -18,18 +18,6 @@ static const double GROWTH = 1.2;
 static const unsigned FILE_EVENTS = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
 static const unsigned LOST_EVENTS = IN_IGNORED | IN_UNMOUNT | IN_MOVE_SELF;
 
-double secondsNow()
-{
-    struct timespec now;
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return (double)now.tv_sec + 1e-9 * (double)now.tv_nsec;
-}
-
-void sleepSeconds(double seconds)
-{
-    (void)::poll(nullptr, 0, (int)std::ceil(1000 * std::max(0.0, seconds)));
-}
-
 Queue readQueue(const Server& server)
 {
     Queue queue = server.isThisMachine() ? QueueFile().read() : server.list();

@@ -3,6 +3,7 @@
 
 #include "jobs/Queue.h"
 #include "jobs/QueueFile.h"
+#include "jobs/Seconds.h"
 #include "jobs/Server.h"
 
 #include <ctime>
@@ -74,11 +75,5 @@ private:
     double pause = 0;   // of another machine: seconds to the next question
     double asked = 0;   // of another machine: when it was asked last
 };
-
-/// Seconds of a clock that is never set.
-double secondsNow();
-
-/// Sleeps so many seconds, or shorter when a signal comes.
-void sleepSeconds(double seconds);
 
 #endif
