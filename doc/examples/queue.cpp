@@ -2,27 +2,23 @@
 #include <schedule/ZoSchedule.h>
 
 #include <cstdio>
-#include <unistd.h>
 
 int main(int argc, char** argv)
 {
     if (argc != 3)
         return 2;
-    int fd = ZoScheduleOpen(nullptr, argv[1], "", "");  // starts the server if there is none
-    if (fd < 0 || ZoScheduleJobSubmit(fd, argv[2], "from an application", nullptr) != 0) {
-        std::fprintf(stderr, fd < 0 ? "no job server\n" : "the job was refused\n");
+    // Every request has a connection of its own, which ends here with the program. The first one
+    // starts the server if there is none.
+    const auto connection = [&] { return ZoScheduleOpen(nullptr, argv[1], "", ""); };
+    if (ZoScheduleJobSubmit(connection(), argv[2], "from an application", nullptr) != 0) {
+        std::fprintf(stderr, "no job server, or the job was refused\n");
         return 1;
     }
-    close(fd);
-
-    fd = ZoScheduleOpen(nullptr, argv[1], "", "");  // every request has a connection of its own
-    if (ZoScheduleJobRun(fd, nullptr) != 0)
+    if (ZoScheduleJobRun(connection(), nullptr) != 0)
         std::fprintf(stderr, "not started: another job is running\n");
-    if (fd >= 0)
-        close(fd);
 
     UtDArray<UtHandle<ZoJob>> jobs;
-    ZoScheduleJobList(ZoScheduleOpen(nullptr, argv[1], "", ""), jobs);
+    ZoScheduleJobList(connection(), jobs);
     for (long i = 0; i < jobs.size(); ++i)
         std::printf("%d %s\n", jobs[i]->state, (const char*)jobs[i]->command);
     return 0;
