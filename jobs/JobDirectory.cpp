@@ -3,6 +3,7 @@
 #include "jobs/JobScript.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
@@ -28,6 +29,13 @@ static std::string readStart(const std::string& file, std::size_t size)
     ::close(fd);
     text.resize(n > 0 ? n : 0);
     return text;
+}
+
+bool JobDirectory::hasScript() const
+{
+    const std::size_t size = std::strlen(COMMAND);
+    return job.command.size() >= size &&
+           job.command.compare(job.command.size() - size, size, COMMAND) == 0;
 }
 
 bool JobDirectory::isOurs() const

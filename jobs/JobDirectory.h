@@ -10,14 +10,14 @@
 class JobDirectory
 {
 public:
-    /// What the queue's record of a job holds as its command when the job was made here (see
+    /// How the command in the queue's record of a job ends when the job was made here (see
     /// NewJobDirectory): the real command is in the script.
     static const char* const COMMAND;
 
     explicit JobDirectory(const Job& itsJob) : job(itsJob) {}
 
     /// Whether the job was submitted with a script of ours, as far as the queue's record tells.
-    bool hasScript() const { return job.command == COMMAND; }
+    bool hasScript() const;
 
     /// Whether the directory was made for this job and holds nothing of its user's: it is this
     /// user's, and the script in it says so.

@@ -15,7 +15,7 @@ static const std::size_t CHUNK = 65536;
 JobLog::JobLog(const Job& job) : path(JobDirectory(job).logPath())
 {
     if (JobDirectory(job).hasScript())
-        start = std::string("Starting \"") + JobDirectory::COMMAND + "\"\n";
+        start = std::string("Starting \"") + job.command + "\"\n";
 }
 
 JobLog::~JobLog()

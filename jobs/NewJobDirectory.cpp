@@ -1,6 +1,8 @@
 #include "jobs/NewJobDirectory.h"
 
+#include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
+#include "schedule/ZoDisk.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -13,6 +15,8 @@
 static const char* const NOT_CARRIED = " \t\n\v\f\r\"";  // in a directory's name, by a request
 static const char* const ELSEWHERE = "/var/tmp/zojob-XXXXXX";
 static const char* const ADVICE = "; set XDG_STATE_HOME to another place";
+static const char* const DAMAGED = "zojob: this job is damaged, as by a power cut: nothing was run";
+static const char* const STATUS = "125";  // of a job that was not run
 static const int MODE = 0700;
 
 static std::string stateDirectory()
@@ -32,7 +36,9 @@ static void makeDirectories(const std::string& path)
 {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const std::string part = path.substr(0, end);
-        if (::mkdir(part.c_str(), MODE) != 0 && errno != EEXIST && errno != EISDIR)
+        if (::mkdir(part.c_str(), MODE) == 0)
+            ZoDisk::syncParent(part.c_str());  // where this fails, the next one says so
+        else if (errno != EEXIST && errno != EISDIR)
             throw JobError(JobError::FILE_FAILED, withReason("cannot make " + part) + ADVICE);
         if (end == std::string::npos)
             return;
@@ -61,23 +67,19 @@ NewJobDirectory::~NewJobDirectory()
         std::filesystem::remove_all(path, ignored);
 }
 
-/// Writes and closes; false with errno set.
-static bool writeAndClose(int fd, const std::string& text)
+/// Writes everything onto the disk; false with errno set.
+static bool writeAll(int fd, const std::string& text)
 {
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0) {
-            const int reason = errno;
-            ::close(fd);
-            errno = reason;
+        if (n < 0)
             return false;
-        }
         done += n;
     }
-    return ::close(fd) == 0;
+    return ZoDisk::sync(fd) == 0;
 }
 
 static JobError notMade(const std::string& name)
@@ -87,17 +89,52 @@ static JobError notMade(const std::string& name)
                         "; make room, or set XDG_STATE_HOME");
 }
 
-void NewJobDirectory::makeDirectory(const std::string& name) const
+void NewJobDirectory::makeDirectory(const std::string& name)
 {
-    const std::string directory = path + "/" + name;
-    if (::mkdir(directory.c_str(), MODE) != 0 || ::chmod(directory.c_str(), MODE) != 0)
+    directories.push_back(path + "/" + name);
+    const char* const directory = directories.back().c_str();
+    if (::mkdir(directory, MODE) != 0 || ::chmod(directory, MODE) != 0)
         throw notMade(directory);
 }
 
-void NewJobDirectory::writeFile(const std::string& name, const std::string& text) const
+/// One more byte in the sum that the command cksum computes.
+static unsigned sumWith(unsigned sum, unsigned char byte)
+{
+    sum ^= (unsigned)byte << 24;
+    for (int bit = 0; bit < 8; ++bit)
+        sum = sum << 1 ^ (sum >> 31 ? 0x04c11db7 : 0);
+    return sum;
+}
+
+void NewJobDirectory::writeFile(const std::string& name, const std::string& text)
 {
     const std::string file = path + "/" + name;
     const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, MODE);
-    if (fd < 0 || ::fchmod(fd, MODE) != 0 || !writeAndClose(fd, text))
+    const bool isWritten = fd >= 0 && ::fchmod(fd, MODE) == 0 && writeAll(fd, text);
+    const int reason = errno;
+    const bool isClosed = fd >= 0 && ::close(fd) == 0;
+    if (!isWritten)
+        errno = reason;
+    if (!isWritten || !isClosed)
         throw notMade(file);
+    files += " " + name;
+    length += text.size();
+    for (const char byte : text)
+        sum = sumWith(sum, (unsigned char)byte);
+}
+
+std::string NewJobDirectory::finish() const
+{
+    for (const std::string& directory : directories)
+        if (ZoDisk::syncPath(directory.c_str()) != 0)
+            throw notMade(directory);
+    if (ZoDisk::syncPath(path.c_str()) != 0 || ZoDisk::syncParent(path.c_str()) != 0)
+        throw notMade(path);
+    unsigned all = sum;
+    for (unsigned long long rest = length; rest > 0; rest >>= 8)
+        all = sumWith(all, (unsigned char)rest);
+    // Read before it is run: a shell reads piece by piece, and would run what is left of a script.
+    return "cat" + files + " | cksum | grep -qx '" + std::to_string(~all) + " " +
+           std::to_string(length) + "' || { echo '" + DAMAGED + "' >&2; echo " + STATUS +
+           " >exit; exit; }; " + JobDirectory::COMMAND;
 }

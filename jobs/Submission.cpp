@@ -51,7 +51,7 @@ void Submission::check() const
                        "no sbatch is found through PATH: this machine knows no cluster");
 }
 
-void Submission::writeScript(const NewJobDirectory& place) const
+void Submission::writeScript(NewJobDirectory& place) const
 {
     if (namesInterpreter(body)) {
         place.writeFile("script", body);
@@ -61,7 +61,7 @@ void Submission::writeScript(const NewJobDirectory& place) const
     }
 }
 
-void Submission::writeClusterScript(const NewJobDirectory& place) const
+void Submission::writeClusterScript(NewJobDirectory& place) const
 {
     Submission here = *this;
     const std::string script = shellQuoted(place.path + "/script");
@@ -86,7 +86,7 @@ std::string Submission::queue(const Server& server) const
         writeClusterScript(place);
     else
         writeScript(place);
-    if (!server.submit(JobDirectory::COMMAND, description, place.path))
+    if (!server.submit(place.finish().c_str(), description, place.path))
         throw JobError(JobError::REFUSED, "the server did not take the job");
     place.keep = true;
     return place.path;

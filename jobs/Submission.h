@@ -46,8 +46,8 @@ public:
     std::string queue(const Server& server) const;
 
 private:
-    void writeScript(const NewJobDirectory& place) const;
-    void writeClusterScript(const NewJobDirectory& place) const;
+    void writeScript(NewJobDirectory& place) const;
+    void writeClusterScript(NewJobDirectory& place) const;
 };
 
 #endif

@@ -31,7 +31,7 @@ int ZoDisk::syncPath(const char* path)
         return 0;
     const int fd = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
-        return -1;
+        return errno == EACCES ? 0 : -1;  // a directory in which one may write, but not look
     const int result = sync(fd);
     const int error = errno;
     ::close(fd);

@@ -37,12 +37,14 @@ protected:
     static std::string directory(const std::string& name) { return job(name)["directory"]; }
     static bool isRunning(const std::string& name) { return job(name)["state"] == "running"; }
 
-    /// What a job's script prints when it is run as the server runs it, and its status.
+    /// What a job prints when its command is run as the server runs it, and its status.
     static std::string runScript(const std::string& name)
     {
-        const std::string place = directory(name);
-        const int status = std::system(("cd " + place + " && sh job >out 2>&1").c_str());
-        return Sandbox::read(place + "/out") + std::to_string(WEXITSTATUS(status));
+        const nlohmann::json made = job(name);
+        const std::string place = made["directory"], command = made["command"];
+        EXPECT_NE(-1, std::system(("cd " + place + " && exec >out 2>&1; " + command).c_str()));
+        const std::string status = Sandbox::read(place + "/exit");
+        return Sandbox::read(place + "/out") + status.substr(0, status.size() - 1);
     }
 };
 
@@ -75,6 +77,35 @@ TEST_F(Zojob, ArgumentsComeOutByteForByte)
         EXPECT_EQ(expected + "0", runScript(Call(words).line())) << "round " << round;
     }
     EXPECT_EQ("a \"b\" c\n0", runScript(Call({ "submit", "-" }, "echo 'a \"b\" c'").line()));
+}
+
+TEST_F(Zojob, NothingRunsOfAJobWhoseFilesAreDamaged)
+{
+    const std::string long_ = "touch ran\n" + std::string(9000, '#') + "\ntouch ran\n";
+    for (const std::string& body : { long_, "#!/bin/sh\n" + long_ }) {
+        const std::string name = Call({ "submit", "-" }, body).line();
+        const std::string file = directory(name) + (body[0] == '#' ? "/script" : "/job");
+        const std::string whole = Sandbox::read(file), nothing;
+        const std::size_t size = whole.size();
+        const std::string damaged[] = { nothing,
+                                        whole.substr(0, 4096),
+                                        whole.substr(0, size - 1),
+                                        std::string(size, '\0'),
+                                        whole.substr(0, 4096) + std::string(size - 4096, '\0'),
+                                        std::string(whole).replace(4096, 4096, 4096, '\0') };
+        for (const std::string& text : damaged) {
+            Sandbox::write(file, text);
+            const std::string result = runScript(name);
+            EXPECT_TRUE(holds(result, "damaged, as by a power cut: nothing was run\n125")) << result;
+        }
+        fs::remove(file);
+        EXPECT_TRUE(holds(runScript(name), "nothing was run\n125"));
+        EXPECT_FALSE(fs::exists("ran"));
+        Sandbox::write(file, whole);
+        fs::permissions(file, fs::perms::owner_all);
+        EXPECT_EQ("0", runScript(name));
+        EXPECT_TRUE(fs::remove("ran"));
+    }
 }
 
 TEST_F(Zojob, JobRunsWhereAndAsItWasSubmitted)
