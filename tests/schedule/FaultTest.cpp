@@ -206,7 +206,7 @@ TEST(Faults, NobodyElseReadsTheQueue)
     const SavedQueue queue(0);
     ::unlink(queue.file.c_str());
     queue.change();
-    for (const char* name : { "/.zojobs.lock-node1" }) {
+    for (const char* name : { "/.zojobs-node1", "/.zojobs.lock-node1" }) {
         struct stat status = {};
         EXPECT_EQ(0, ::stat((queue.home + name).c_str(), &status));
         EXPECT_EQ(0600u, status.st_mode & 07777) << name;
