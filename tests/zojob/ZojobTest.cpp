@@ -34,6 +34,7 @@ protected:
     {
         return nlohmann::json::parse(Call({ "show", "--json", name }).out());
     }
+    static nlohmann::json jobs() { return nlohmann::json::parse(Call({ "list", "--json" }).out()); }
     static std::string directory(const std::string& name) { return job(name)["directory"]; }
     static bool isRunning(const std::string& name) { return job(name)["state"] == "running"; }
 
@@ -108,6 +109,54 @@ TEST_F(Zojob, NothingRunsOfAJobWhoseFilesAreDamaged)
     }
 }
 
+TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
+{
+    fs::create_directory("place");
+    const std::string python = "#!/usr/bin/env python3\nprint(6 * 7)\n";
+    const struct {
+        Words words;
+        std::string label, output, input = "";
+    } cases[] = {
+        { { "-Lx", "echo", "a" }, "x", "a\n0" },
+        { { "--label=y  z", "exit 3" }, "y  z", "3" },
+        { { "--label=", "true" }, "", "0" },
+        { { "-L", "say \"hi\"\n", "true" }, "say 'hi' ", "0" },
+        { { "-Cplace", "pwd" }, "pwd", Sandbox::path("place") + "\n0" },
+        { { "--directory", "place/..", "pwd -P" }, "pwd -P", Sandbox::path() + "\n0" },
+        { { "-qLq", "true" }, "q", "0" },
+        { { "--", "echo", "--json" }, "echo --json", "--json\n0" },
+        { { "echo", "-L", "z y", "--run" }, "echo -L 'z y' --run", "-L z y --run\n0" },
+        { { "-" }, "echo one", "one\n0", "# first\n\n  echo one\n" },
+        { { "-" }, "print(6 * 7)", "42\n0", python },
+    };
+    for (auto [words, label, output, input] : cases) {
+        words.insert(words.begin(), "submit");
+        Call call(words, input);
+        EXPECT_EQ(0, call.end()) << joined(words) << ": " << call.err();
+        EXPECT_EQ(words[1] == "-qLq", call.out().empty()) << joined(words);
+        EXPECT_EQ(label, job("last")["description"]) << joined(words);
+        EXPECT_EQ(output, runScript("last")) << joined(words);
+        EXPECT_EQ("waiting", job("last")["state"]) << joined(words);
+    }
+    EXPECT_EQ(job("last"), nlohmann::json::parse(Call({ "show", "--json", "last" }).out()));
+    const size_t count = jobs().size();
+    for (const Words& words : { Words{ "submit" },
+                                { "submit", "" },
+                                { "submit", " \n" },
+                                { "submit", "-" },
+                                { "submit", "--nonsense", "true" } })
+        EXPECT_EQ(2, Call(words).end()) << joined(words);
+    Sandbox::write("file", "");
+    EXPECT_EQ(1, Call({ "submit", "-C", "file", "true" }).end());
+    EXPECT_EQ(count, jobs().size());
+    ::umask(0);
+    const auto shown = nlohmann::json::parse(Call({ "add", "--json", "true" }).out());
+    const fs::path place = shown["directory"].get<std::string>();
+    EXPECT_EQ(count + 1, jobs().size());
+    for (const fs::path& path : { place, place.parent_path(), place / "job" })
+        EXPECT_EQ(fs::perms::owner_all, fs::status(path).permissions()) << path;
+}
+
 TEST_F(Zojob, JobRunsWhereAndAsItWasSubmitted)
 {
     ::setenv("OF_THE_CALLER", "here", 1);
@@ -136,6 +185,30 @@ TEST_F(Zojob, WaitEndsWithTheStatusAndLeavesTheJobAlone)
     EXPECT_EQ(1, Call({ "remove", "--force", second }).end()) << "it would go on unseen";
     EXPECT_EQ(0, Call({ "kill", second }).end());
     EXPECT_EQ(143, waiting.end()) << waiting.err();
+    Call({ "submit", "-L", "stays", "true" });
+    EXPECT_EQ(0, Call({ "remove", "--finished" }).end());
+    ASSERT_EQ(1u, jobs().size());
+    EXPECT_EQ("stays", jobs()[0]["description"]);
+}
+
+TEST_F(Zojob, WhoWaitsHearsOfARemovalAndMayLeave)
+{
+    const std::string name = Call({ "submit", "true" }).line();
+    Call waiting({ "wait", name }), following({ "log", "-f", name });
+    EXPECT_FALSE(waiting.hasEnded(0.5) || following.hasEnded());
+    EXPECT_EQ(0, Call({ "remove", name }).end());
+    for (Call* call : { &waiting, &following }) {
+        EXPECT_EQ(1, call->end());
+        EXPECT_TRUE(holds(call->err(), "was removed before it ended")) << call->err();
+    }
+    Call interrupted("exec \"$0\" \"$@\"", { "submit", "-rw", "sleep 60" });
+    ASSERT_TRUE(Sandbox::waitFor([] { return jobs().size() == 1 && isRunning("last"); }));
+    ::kill(interrupted.pid, SIGINT);
+    EXPECT_EQ(130, interrupted.end());
+    EXPECT_TRUE(isRunning("last"));
+    EXPECT_EQ(1, Call({ "run" }).end()) << "one runs already";
+    EXPECT_EQ(0, Call({ "kill" }).end());
+    EXPECT_EQ(1, Call({ "kill" }).end());
 }
 
 TEST_F(Zojob, WaitOutlivesTheServerAndRunsTheQueueAgain)
