@@ -12,15 +12,13 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 /// Between the command's end and its record: the server has answered the run request by then.
 static const int PAUSE_SECONDS = 1;
-
-/// Exit status that stands for a shell that could not be started, as when the command is longer
-/// than an argument may be (128 KiB).
-static const int NO_SHELL = 127;
 
 /// Sends one stream to the file, or nowhere if that cannot be opened: without the descriptor, the
 /// next file that the command opens would get its number and be taken for output.
@@ -46,6 +44,42 @@ static void redirectOutput(const char* directory)
     redirect(stderr, fits ? path : "/dev/null");
 }
 
+/// Waits for the shell's end. What the command has orphaned comes to this process, so that a kill
+/// finds it; each of these that ends meanwhile is collected, or a long job would fill the system
+/// with zombies. Returns the shell's status.
+static int waitForShell(pid_t shell)
+{
+    for (;;) {
+        int status;
+        const pid_t ended = ::waitpid(-1, &status, 0);
+        if (ended == shell || (ended < 0 && errno != EINTR))
+            return ended == shell ? status : -1;
+    }
+}
+
+/// Does what system() does, as the reaper of the command's processes. Returns the shell's status,
+/// or -1 with errno set when there is no shell.
+static int runShell(const char* command)
+{
+    const char* const words[] = { "sh", "-c", command, nullptr };
+    posix_spawnattr_t attributes;
+    sigset_t interrupts;
+    ::sigemptyset(&interrupts);
+    ::sigaddset(&interrupts, SIGINT);
+    ::sigaddset(&interrupts, SIGQUIT);
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setsigdefault(&attributes, &interrupts);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    const sighandler_t interrupt = ::signal(SIGINT, SIG_IGN), quit = ::signal(SIGQUIT, SIG_IGN);
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // fails nowhere: the call is older than this program
+    pid_t shell;
+    errno = ::posix_spawn(&shell, "/bin/sh", nullptr, &attributes, (char* const*)words, environ);
+    const int status = errno == 0 ? waitForShell(shell) : -1;
+    ::signal(SIGINT, interrupt);
+    ::signal(SIGQUIT, quit);
+    return status;
+}
+
 /// Runs the command in the job's directory, if that exists, and comes back: a directory in the
 /// queue that is relative is so to where the server was started.
 static void execute(UtHandle<ZoJob> job)
@@ -53,10 +87,7 @@ static void execute(UtHandle<ZoJob> job)
     const int start = ::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (UtDirectory::isDirectory(job->directory) && ::chdir(job->directory) != 0)
         ::perror(job->directory);
-    errno = 0;
-    const int status = ::system(job->command);
-    // 127 without an error is a shell that found no such command, and has said so itself.
-    if (status == -1 || (errno != 0 && WIFEXITED(status) && WEXITSTATUS(status) == NO_SHELL))
+    if (runShell(job->command) == -1)
         ::perror("cannot start a shell");
     if (start < 0 || ::fchdir(start) != 0)
         ::perror("cannot return to the server's directory");

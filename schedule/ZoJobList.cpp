@@ -194,8 +194,7 @@ int ZoJobList::run(UtHandle<ZoJob> job)
     return job->pid < 0 ? -1 : 1;
 }
 
-/// Marks the running jobs as killed and notes which processes are to be signalled. Returns 1 if
-/// there was one, else 0.
+/// Marks the running jobs as killed and notes their processes. Returns 1 if there was one, else 0.
 static int endRunningJobs(UtDArray<UtHandle<ZoJob>>& jobs, UtDArray<int>& pids)
 {
     int ended = 0;
@@ -203,10 +202,8 @@ static int endRunningJobs(UtDArray<UtHandle<ZoJob>>& jobs, UtDArray<int>& pids)
         UtHandle<ZoJob> job = jobs[i];
         if (job->state != ZoJob::RUNNING)
             continue;
-        if (job->pid >= 1) {  // others stand for whole groups of processes
-            ZoProcessTree::appendBelow(pids, job->pid);
+        if (job->pid >= 1)  // others stand for whole groups of processes
             pids.append(job->pid);
-        }
         job->state = ZoJob::KILLED;
         job->endTime = ::time(nullptr);
         ended = 1;
@@ -224,10 +221,9 @@ int ZoJobList::kill()
         killed = endRunningJobs(jobs, pids);
         writeQueue(jobs);
     }
-    for (long i = 0; i < pids.size(); ++i) {
-        if (pids[i] >= 1)
-            ::kill(pids[i], SIGTERM);  // fails only for one that has ended meanwhile
-    }
+    ZoProcessTree tree;
+    for (long i = 0; i < pids.size(); ++i)
+        tree.terminate(pids[i]);
     return killed;
 }
 

@@ -3,12 +3,24 @@
 
 #include "utlib/UtDArray.h"
 
-/// What the system tells about processes other than this one.
+/// The processes of this machine as one look shows them, and what else the system tells about
+/// processes other than this one.
 class ZoProcessTree
 {
 public:
+    UtDArray<int> ids;      ///< the processes seen at the last look, in the order of the listing
+    UtDArray<int> parents;  ///< the parent of each
+
+    /// Looks at all processes: by "ps xj" while that serves, and takes no more than 5 seconds for
+    /// all looks of this object; else in /proc. Nothing is seen where neither serves.
+    void look();
+
     /// Appends the ids of all processes below the given one, parents before their children.
-    static void appendBelow(UtDArray<int>& pids, int pid);
+    void appendBelow(UtDArray<int>& pids, int pid) const;
+
+    /// Sends SIGTERM to each process below the given one, also to those that come meanwhile, and
+    /// then to the process itself.
+    void terminate(int pid);
 
     /// Whether no living process of this user has the id any more. A zombie lives no more. An id
     /// below 1 is none.
@@ -19,6 +31,13 @@ public:
 
     /// When the machine was started, in seconds since the epoch; rather a second early than late.
     static long long bootTime();
+
+private:
+    long long timeForPs = 5000;  ///< milliseconds that are left for it; 0: it does not serve
+
+    bool askPs();
+    void readProc();
+    bool isUsable() const;
 };
 
 #endif

@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <pwd.h>
+#include <spawn.h>
 #include <sstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -38,13 +39,15 @@ void* nothing()
 {
     return nullptr;
 }
-int system(const char*) FAILS;
+int posix_spawn(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
+                char* const*, char* const*) FAILS;
+int posix_spawnp(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
+                 char* const*, char* const*) FAILS;
 int kill(pid_t, int) noexcept FAILS;
 int unlink(const char*) noexcept FAILS;
 int unlinkat(int, const char*, int) noexcept FAILS;
 int rmdir(const char*) noexcept FAILS;
 int mkdir(const char*, mode_t) noexcept FAILS;
-FILE* popen(const char*, const char*) DOES_NOTHING;
 struct passwd* getpwuid(uid_t) DOES_NOTHING;
 unsigned sleep(unsigned) DOES_NOTHING;  // also in libFuzzer's own thread: -rss_limit_mb=0
 // Fails now and then; else the number of a process that no kernel has.

@@ -1,6 +1,7 @@
 // The job record and the job list, in this process; jobs run in forks of it.
 
 #include "schedule/ZoJobList.h"
+#include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
 
 #include <csignal>
@@ -203,27 +204,66 @@ TEST_F(JobList, RunsNothingThatDoesNotWait)
     EXPECT_EQ(text, queue());
 }
 
-TEST_F(JobList, KillSavesFirstAndThenSignalsTheTreeFromItsTop)
+/// Puts a "ps" of ours first in PATH: a script that counts its runs in the file "looks".
+static void replacePs(const std::string& script)
 {
-    // Process ids that no process can have: 9000001 has 2, which has 3 and 4; 3 has 5.
-    Sandbox::write("ps", "#!/bin/sh\n[ \"$*\" = xj ] && cat listing");
+    Sandbox::write("ps", "#!/bin/sh\n[ \"$*\" = xj ] && echo >> looks && " + script);
     fs::permissions("ps", fs::perms::owner_all);
     ::setenv("PATH", (Sandbox::path() + ":" + ::getenv("PATH")).c_str(), 1);
-    Sandbox::write("listing", "   PPID     PID    PGID COMMAND\n9000003 9000005 1 sh\n"
-                              "9000002 9000003 1 sh\n9000002 9000004 1 sh\n9000001 9000002 1 sh\n"
-                              "      1 9000001 1 sh\n     -1 9000006 1 sh\n      0 9000006 1 sh\n");
+}
+
+TEST_F(JobList, KillSavesFirstAndThenSignalsTheTreeFromItsTop)
+{
+    // Process ids that no process can have: 9000001 has 2, which has 3 and 4; 3 has 5. At the
+    // second look 2 has ended and left its children to 1, 4 has got 6, and 7 is new.
+    replacePs("[ -z \"$PS_FORMAT\" ] && cat own listing$(grep -c . -v looks)");
+    ::setenv("PS_FORMAT", "cmd", 1);
+    Sandbox::write("own", "   PPID     PID    PGID COMMAND\n" + std::to_string(::getppid()) + " " +
+                              std::to_string(::getpid()) + " 1 sh\n     -1 9000008 1 sh\n");
+    Sandbox::write("listing1", "9000003 9000005 1 sh\n9000002 9000003 1 sh\n9000002 9000004 1 sh\n"
+                               "9000001 9000002 1 sh\n      1 9000001 1 sh\n");
+    Sandbox::write("listing2",
+                   "9000003 9000005 1 sh\n9000001 9000003 1 sh\n9000001 9000004 1 sh\n"
+                   "9000004 9000006 1 sh\n9000001 9000007 1 sh\n9000007 9000001 1 sh\n");
+    fs::copy("listing2", "listing3");
     load("11:tree::d:1:0:0:0:9000001\n11:lost::d:2:0:0:0:-1\n11:lost::d:3:0:0:0:0\n"
-         "12:over::d:4:0:0:0:9000006\n");
+         "12:over::d:4:0:0:0:9000008\n");
     std::string order;
     onSignal = [&](pid_t pid) {
         EXPECT_EQ("13:tree::d:1:0:1700000000:0:9000001\n13:lost::d:2:0:1700000000:0:-1\n"
-                  "13:lost::d:3:0:1700000000:0:0\n12:over::d:4:0:0:0:9000006\n",
+                  "13:lost::d:3:0:1700000000:0:0\n12:over::d:4:0:0:0:9000008\n",
                   queue());
         order += std::to_string(pid) + " ";
     };
     EXPECT_EQ(1, list.kill());
-    EXPECT_EQ("9000002 9000003 9000004 9000005 9000001 ", order);
+    EXPECT_EQ("9000002 9000003 9000004 9000005 9000007 9000006 9000001 ", order);
+    EXPECT_EQ("\n\n\n", Sandbox::read("looks")) << "one listing for each look";
     EXPECT_EQ(0, list.kill());
+}
+
+TEST_F(JobList, KillReachesTheTreeWhateverBecomesOfPs)
+{
+    for (const char* script : { "exec cat missing", "echo 1 $$", "exec sleep 60" }) {
+        replacePs(script);
+        fs::remove("looks");
+        // The stopped one is an orphan, and has a child.
+        list.submit("(sh -c 'sleep 61 & echo up > up; kill -STOP $$' &); sleep 60", "", "d");
+        EXPECT_EQ(1, list.run(nullptr));
+        UtHandle<ZoJob> job = list.jobs[list.jobs.size() - 1];
+        EXPECT_TRUE(Sandbox::waitFor([] { return Sandbox::read("d/up") == "up\n"; }));
+        const double start = now();
+        EXPECT_EQ(1, list.kill());
+        EXPECT_GT(8, now() - start) << script;
+        EXPECT_EQ("\n", Sandbox::read("looks")) << "asked again";
+        int status;
+        EXPECT_EQ(job->pid, ::waitpid(job->pid, &status, 0));
+        EXPECT_EQ(SIGTERM, status);
+        EXPECT_TRUE(Sandbox::waitFor([] {
+            return ProcessTable::descendants(1).find("(sleep)") == std::string::npos;
+        })) << script
+            << ProcessTable::descendants(1);
+        fs::remove("d/up");
+    }
 }
 
 TEST_F(JobList, CommandInheritsNothingAndKeepsItsOutputInOrder)
