@@ -3,7 +3,9 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/Text.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 
@@ -35,7 +37,17 @@ UtHandle<ZoJob> Job::record() const
 
 long long Job::runTime() const
 {
-    return (isRunning() ? (long long)std::time(nullptr) : endTime) - startTime;
+    const double now = 1e-6 * (double)std::chrono::duration_cast<std::chrono::microseconds>(
+                                  std::chrono::system_clock::now().time_since_epoch())
+                                  .count();
+    double start = (double)startTime, end = isRunning() ? now : (double)endTime;
+    const JobDirectory files(*this);
+    if (cluster.id.empty() && files.startTime() > 0) {
+        start = files.startTime();
+        if (files.endTime() > 0 && state != ZoJob::KILLED)
+            end = files.endTime();
+    }
+    return startTime ? (long long)std::max(0.0, end - start) : 0;
 }
 
 /// When this machine was started, in seconds since the epoch.

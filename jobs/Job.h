@@ -43,7 +43,8 @@ struct Job {
     /// Whether a process of this queue's machine runs for it.
     bool isRunningHere() const { return isRunning() && !isDetached; }
 
-    /// Seconds from the start to the end, or up to now while it runs; 0 for a waiting job.
+    /// Seconds from the start to the end, or up to now while it runs; 0 for a waiting job. Of a job
+    /// of ours without what the server takes around it: reads two times of files.
     long long runTime() const;
 
     /// Whether the process that would record the end of this running job is certainly gone from

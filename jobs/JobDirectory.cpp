@@ -15,8 +15,10 @@ const char* const JobDirectory::COMMAND = "sh job; echo $? >exit";
 
 static const char* const SCRIPT = "job";
 static const char* const STATUS = "exit";
+static const char* const STARTED = "started";
 static const char* const NAMED = "named";  // exists when the job's name is its id
 static const int MODE = 0700;
+static const std::size_t HEAD = 4096;  // enough for what nearly all jobs were given
 
 /// The first bytes of a file, at most `size`; empty when it cannot be read.
 static std::string readStart(const std::string& file, std::size_t size)
@@ -52,6 +54,31 @@ std::string JobDirectory::script() const
 {
     std::ifstream file(path(SCRIPT), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+GivenTexts JobDirectory::given() const
+{
+    const std::string start = hasScript() ? readStart(path(SCRIPT), HEAD) : "";
+    return givenTexts(start.size() < HEAD ? start : script());
+}
+
+/// Seconds since the epoch at which a file was changed last; 0 when there is none.
+static double changeTime(const std::string& file)
+{
+    struct stat status;
+    if (::lstat(file.c_str(), &status) != 0)
+        return 0;
+    return (double)status.st_mtim.tv_sec + 1e-9 * (double)status.st_mtim.tv_nsec;
+}
+
+double JobDirectory::startTime() const
+{
+    return hasScript() ? changeTime(path(STARTED)) : 0;
+}
+
+double JobDirectory::endTime() const
+{
+    return hasScript() ? changeTime(path(STATUS)) : 0;
 }
 
 int JobDirectory::recordedStatus() const

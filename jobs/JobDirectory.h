@@ -2,6 +2,7 @@
 #define JOBDIRECTORY_H
 
 #include "jobs/Job.h"
+#include "jobs/JobScript.h"
 
 #include <string>
 
@@ -25,6 +26,14 @@ public:
 
     /// The whole script of a job of ours; empty when it cannot be read.
     std::string script() const;
+
+    /// What the submission was given; empty for a job that is not ours.
+    GivenTexts given() const;
+
+    /// When the command itself was started and ended, in seconds since the epoch; 0 when the files
+    /// do not tell.
+    double startTime() const;
+    double endTime() const;
 
     /// Where the output is, once the job has been started.
     std::string logPath() const { return job.directory + "/log"; }

@@ -45,6 +45,57 @@ static std::string exports(const std::vector<std::string>& environment)
     return text;
 }
 
+static const char* const COMMAND = "# command: ";
+static const char* const DIRECTORY = "# directory: ";
+static const char* const LABEL = "# label: ";
+static const char* const END = "# end";
+
+/// A line of comment from which unescaped() reads the text back.
+static std::string commentLine(const char* title, const std::string& text)
+{
+    std::string line = title;
+    for (const char c : text)
+        line += c == '\n' ? "\\n" : c == '\\' ? "\\\\" : std::string(1, c);
+    return line + "\n";
+}
+
+static std::string unescaped(const std::string& line)
+{
+    std::string text;
+    for (std::size_t i = 0; i < line.size(); ++i)
+        if (line[i] != '\\' || i + 1 == line.size())
+            text += line[i];
+        else
+            text += line[++i] == 'n' ? '\n' : line[i];
+    return text;
+}
+
+GivenTexts givenTexts(const std::string& script)
+{
+    GivenTexts texts;
+    for (std::size_t start = 0, end; start < script.size(); start = end + 1) {
+        end = std::min(script.find('\n', start), script.size());
+        const std::string line = script.substr(start, end - start);
+        const auto value = [&line](const char* title) { return line.substr(std::strlen(title)); };
+        if (line[0] != '#' || line == END)
+            break;
+        if (line.compare(0, std::strlen(COMMAND), COMMAND) == 0)
+            texts.command = unescaped(value(COMMAND));
+        else if (line.compare(0, std::strlen(DIRECTORY), DIRECTORY) == 0)
+            texts.directory = unescaped(value(DIRECTORY));
+        else if (line.compare(0, std::strlen(LABEL), LABEL) == 0)
+            texts.label = unescaped(value(LABEL));
+    }
+    return texts;
+}
+
+/// The submission's texts, as lines of comment.
+static std::string givenLines(const Submission& submission)
+{
+    return commentLine(COMMAND, submission.command) + commentLine(DIRECTORY, submission.directory) +
+           (submission.label ? commentLine(LABEL, *submission.label) : "") + END + "\n";
+}
+
 std::string scriptStart(const std::string& directory)
 {
     return "#!/bin/sh\n# made by zojob for " + directory + "\n";
@@ -58,10 +109,23 @@ std::string scriptText(const std::string& directory, const Submission& submissio
     const std::string sorry =
         "zojob: cannot enter " + submission.directory + ": the command was not run";
     // The server's own environment is that of whoever happened to start it: the job begins without.
-    return scriptStart(directory) + "[ \"$1\" = - ] || exec env -i sh job -\nshift\n" + mask +
-           "cd " + shellQuoted(submission.directory) + " || { printf '%s\\n' " +
+    // The file "started" tells when to the fraction of a second, unlike the queue.
+    return scriptStart(directory) + givenLines(submission) +
+           "[ \"$1\" = - ] || { true >started; } 2>/dev/null\n"
+           "[ \"$1\" = - ] || exec env -i sh job -\nshift\n" +
+           mask + "cd " + shellQuoted(submission.directory) + " || { printf '%s\\n' " +
            shellQuoted(sorry) + " >&2; exit 125; }\n" + exports(submission.environment) + "\n" +
            body + "\n";
+}
+
+std::string commandLine(const std::vector<std::string>& words)
+{
+    if (words.size() == 1)
+        return words[0];
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : " ") + shellWord(word);
+    return text;
 }
 
 std::string commandText(const std::vector<std::string>& words)
@@ -81,16 +145,6 @@ std::string describe(const std::string& text)
         if (c == '"')
             c = '\'';
     return line;
-}
-
-std::string describe(const std::vector<std::string>& words)
-{
-    if (words.size() == 1)
-        return describe(words[0]);
-    std::string text;
-    for (const std::string& word : words)
-        text += (text.empty() ? "" : " ") + shellWord(word);
-    return describe(text);
 }
 
 std::string firstLine(const std::string& script)

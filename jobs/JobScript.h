@@ -1,12 +1,21 @@
 #ifndef JOBSCRIPT_H
 #define JOBSCRIPT_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
 class Submission;
 
 // The text of a job's script, and the texts that stand for a command.
+
+/// What a job's script says of itself at its top: the texts of the submission, exactly as they were
+/// given.
+struct GivenTexts {
+    std::string command;    ///< as commandLine() makes it, or the script's first line
+    std::string directory;  ///< where the command runs
+    std::optional<std::string> label;
+};
 
 /// How every script begins; names the directory it was made for, so that a copy of it elsewhere is
 /// not taken for a job's.
@@ -17,6 +26,12 @@ std::string scriptStart(const std::string& directory);
 std::string scriptText(const std::string& directory, const Submission& submission,
                        const std::string& body);
 
+/// Reads the texts back; empty ones where the script says nothing.
+GivenTexts givenTexts(const std::string& script);
+
+/// A command as a person would type it: one word as it is, several quoted where they have to be.
+std::string commandLine(const std::vector<std::string>& words);
+
 /// The shell text of a command as it was given: one word is shell text itself, several are exactly
 /// these arguments.
 std::string commandText(const std::vector<std::string>& words);
@@ -24,9 +39,6 @@ std::string commandText(const std::vector<std::string>& words);
 /// A text that a request can carry as a job's description: one line, without double quotes, not too
 /// long to be listed.
 std::string describe(const std::string& text);
-
-/// The same for a command.
-std::string describe(const std::vector<std::string>& words);
 
 /// The first line of a script that does something; "script" when none does.
 std::string firstLine(const std::string& script);

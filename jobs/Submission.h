@@ -14,7 +14,8 @@ class NewJobDirectory;
 ///
 ///     Submission submission;
 ///     submission.body = commandText({ "make", "-j2", "all" });
-///     submission.description = describe({ "make", "-j2", "all" });
+///     submission.command = commandLine({ "make", "-j2", "all" });
+///     submission.description = describe(submission.command);
 ///     submission.directory = "/home/u/project";
 ///     submission.check();  // before a server is started for nothing
 ///     server.ensure();
@@ -23,7 +24,9 @@ class Submission
 {
 public:
     std::string body;                      ///< a line or a script of shell; or "#!" and a script
-    std::string description;               ///< as describe() makes it
+    std::string command;                   ///< as it was given, to be shown: see commandLine()
+    std::optional<std::string> label;      ///< as it was given
+    std::string description;               ///< as describe() makes it, of the label or the command
     std::string directory;                 ///< absolute: where the command runs
     std::vector<std::string> environment;  ///< of the command, "NAME=value"; at first the caller's
     unsigned umask;                        ///< of the command; at first the caller's

@@ -9,14 +9,14 @@
 /// The same bytes as a standard string.
 std::string str(const UtString& text);
 
-/// The text on one line and safe to show: control characters become blanks, bytes that are no UTF-8
-/// become "?".
+/// The text on one line and safe to show: control characters become "\n", "\t" or "\x1b", bytes
+/// that are no UTF-8 become "?".
 std::string printable(const std::string& text);
 
-/// Number of code points in UTF-8 text.
+/// The columns that UTF-8 text takes on a terminal.
 std::size_t width(const std::string& text);
 
-/// UTF-8 text cut to at most `columns` code points, the last one "…" when something was cut off.
+/// UTF-8 text cut to at most `columns` columns, with "…" at its end when something was cut off.
 std::string cut(const std::string& text, std::size_t columns);
 
 /// The word in single quotes, so that sh reads exactly these bytes back.

@@ -117,7 +117,7 @@ TEST_F(View, ListShowsEveryJobAsItIs)
                             { "done", " 5 ", " 0:00 " },
                             { "killed", "143", "0:01" },
                             { "running", "1:0", "exec \"it\"" },
-                            { "waiting", "f\xc3\xb3xtrot  [31m?" },
+                            { "waiting", "f\xc3\xb3xtrot \\x1b[31m?" },
                             { "waiting", "golf" },
                             { "2 waiting, 1 running, 3 done, 1 killed" } };
     for (const Words& wanted : parts) {

@@ -120,7 +120,7 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
         { { "-Lx", "echo", "a" }, "x", "a\n0" },
         { { "--label=y  z", "exit 3" }, "y  z", "3" },
         { { "--label=", "true" }, "", "0" },
-        { { "-L", "say \"hi\"\n", "true" }, "say 'hi' ", "0" },
+        { { "-L", "say \"hi\"\n", "true" }, "say 'hi'\\n", "0" },
         { { "-Cplace", "pwd" }, "pwd", Sandbox::path("place") + "\n0" },
         { { "--directory", "place/..", "pwd -P" }, "pwd -P", Sandbox::path() + "\n0" },
         { { "-qLq", "true" }, "q", "0" },
@@ -289,7 +289,7 @@ TEST_F(Zojob, AnyDescriptionIsShownSafely)
 {
     server->request("tester submit \"true\" \"\x1b[31m\xff \xc2\x9b\xc3\xa9 \\\" \"\"\n");
     EXPECT_EQ("\x1b[31m\xef\xbf\xbd \xc2\x9b\xc3\xa9 \\", job("last")["description"]);
-    EXPECT_TRUE(holds(Call({ "list" }).out(), "  [31m?  \xc3\xa9 \\\n"));
+    EXPECT_TRUE(holds(Call({ "list" }).out(), "  \\x1b[31m? \\x9b\xc3\xa9 \\\n"));
     EXPECT_EQ(0, Call({ "remove", "--force", "last" }).end());  // its directory is in /var/tmp
 }
 

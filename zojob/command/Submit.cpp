@@ -79,10 +79,10 @@ static Submission prepare(const Options& options)
     const bool fromInput = options.words.size() == 1 && options.words[0] == "-";
     job.directory = workDirectory(options);
     job.body = fromInput ? readStandardInput() : commandText(options.words);
+    job.command = fromInput ? firstLine(job.body) : commandLine(options.words);
     if (options.labelled)
-        job.description = describe(options.label);
-    else
-        job.description = fromInput ? describe(firstLine(job.body)) : describe(options.words);
+        job.label = options.label;
+    job.description = describe(job.label ? *job.label : job.command);
     if (options.slurm)
         job.cluster =
             Submission::Cluster{ Slurm::splitOptions(options.slurmOptions), options.detach };
