@@ -3,7 +3,7 @@
 # it looks.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvo-schedule)
-set(CPACK_PACKAGE_CONTACT "Kelvo Schedule developers <kelvo-schedule@localhost>")
+set(CPACK_PACKAGE_CONTACT "Kelvo Schedule developers <kelvo-schedule@example.org>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /opt/kelvo)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianLayout.cmake)
 set(CPACK_STRIP_FILES ON)
