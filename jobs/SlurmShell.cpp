@@ -187,11 +187,15 @@ zojob_hand_over() {
     zojob_pause=5 zojob_told=''
     while [ -z "$zojob_signal" ]; do
         : >"$zojob_c/error"
-        zojob_answer=$(exec 2>"$zojob_c/error"; zojob_whole sbatch --parsable "$@" "$zojob_c/batch")
+        # Without a shell between, which the signal would end although sbatch goes on.
+        zojob_answer=$(
+            trap '' TERM INT HUP
+            exec sbatch --parsable "$@" "$zojob_c/batch" 2>"$zojob_c/error"
+        )
         zojob_status=$?
         if [ "$zojob_status" = 0 ]; then
-            cat "$zojob_c/error" >&2
-            return
+            cat "$zojob_c/error" >&2 # sbatch's warnings; may be ended by a signal
+            return 0
         fi
         [ "$zojob_status" != 143 ] || continue # a signal came before sbatch
         zojob_error
