@@ -97,7 +97,8 @@ TEST_F(Zojob, NothingRunsOfAJobWhoseFilesAreDamaged)
         for (const std::string& text : damaged) {
             Sandbox::write(file, text);
             const std::string result = runScript(name);
-            EXPECT_TRUE(holds(result, "damaged, as by a power cut: nothing was run\n125")) << result;
+            EXPECT_TRUE(holds(result, "damaged, as by a power cut: nothing was run\n125"))
+                << result;
         }
         fs::remove(file);
         EXPECT_TRUE(holds(runScript(name), "nothing was run\n125"));
