@@ -162,6 +162,6 @@ int main(int argc, char** argv)
     else if (word == "idle")
         measureIdle();
     else
-        return std::fprintf(stderr, "usage: %s submit|memory|start|idle\n", argv[0]), 2;
+        Sandbox::fail("usage: bench-processes submit|memory|start|idle");
     return 0;
 }

@@ -185,9 +185,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     ZoJobServer& server = freshServer();
     const std::string input((const char*)data, size);
-    if (theTarget == 'l')
-        return fuzzList(server, input), 0;
-    theTarget == 'r' ? fuzzRequest(server, input) : fuzzQueue(server, input);
+    if (theTarget == 'l') {
+        fuzzList(server, input);
+        return 0;
+    }
+    if (theTarget == 'r')
+        fuzzRequest(server, input);
+    else
+        fuzzQueue(server, input);
     Jobs loaded;
     ZoJobList& list = server.jobList;
     list.readQueue(input.substr(size / 2).c_str(), loaded);  // other jobs, to be filled anew

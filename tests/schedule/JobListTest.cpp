@@ -194,7 +194,8 @@ TEST_F(JobList, RunsNothingThatDoesNotWait)
     load(text);
     for (long i = 0; i < 3; ++i)
         EXPECT_EQ(-1, list.run(list.jobs[i])) << i;
-    EXPECT_EQ(-1, list.run(new ZoJob) & list.run(nullptr));
+    EXPECT_EQ(-1, list.run(new ZoJob));
+    EXPECT_EQ(-1, list.run(nullptr));
     EXPECT_EQ(text, queue());
     load(text += "10:x::d:4:0:0:0:-1\n");
     forkFails = true;

@@ -202,10 +202,11 @@ TEST_F(Zojob, WhoWaitsHearsOfARemovalAndMayLeave)
         EXPECT_EQ(1, call->end());
         EXPECT_TRUE(holds(call->err(), "was removed before it ended")) << call->err();
     }
-    Call interrupted("exec \"$0\" \"$@\"", { "submit", "-rw", "sleep 60" });
+    Call interrupted("exec \"$0\" \"$@\"", { "submit", "-qrw", "sleep 60" });
     ASSERT_TRUE(Sandbox::waitFor([] { return jobs().size() == 1 && isRunning("last"); }));
     ::kill(interrupted.pid, SIGINT);
     EXPECT_EQ(130, interrupted.end());
+    EXPECT_EQ("", interrupted.out());
     EXPECT_TRUE(isRunning("last"));
     EXPECT_EQ(1, Call({ "run" }).end()) << "one runs already";
     EXPECT_EQ(0, Call({ "kill" }).end());
