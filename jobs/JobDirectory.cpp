@@ -50,6 +50,13 @@ bool JobDirectory::isOurs() const
     return readStart(path(SCRIPT), start.size()) == start;
 }
 
+bool JobDirectory::isMarked() const
+{
+    struct stat marker;
+    return ::lstat(path(("." + std::to_string(job.id)).c_str()).c_str(), &marker) == 0 &&
+           S_ISREG(marker.st_mode) && marker.st_uid == ::getuid();
+}
+
 std::string JobDirectory::script() const
 {
     std::ifstream file(path(SCRIPT), std::ios::binary);

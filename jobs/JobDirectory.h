@@ -24,6 +24,10 @@ public:
     /// user's, and the script in it says so.
     bool isOurs() const;
 
+    /// Whether the directory holds the mark that it was given to this job, made by this user. A
+    /// server on another machine can name any directory.
+    bool isMarked() const;
+
     /// The whole script of a job of ours; empty when it cannot be read.
     std::string script() const;
 

@@ -12,7 +12,8 @@
 
 static const std::size_t CHUNK = 65536;
 
-JobLog::JobLog(const Job& job) : path(JobDirectory(job).logPath())
+JobLog::JobLog(const Job& job)
+    : path(JobDirectory(job).logPath()), isMarked(JobDirectory(job).isMarked())
 {
     if (JobDirectory(job).hasScript())
         start = std::string("Starting \"") + job.command + "\"\n";
@@ -26,6 +27,9 @@ JobLog::~JobLog()
 
 bool JobLog::open()
 {
+    if (fd < 0 && !isMarked && ::access(path.c_str(), F_OK) == 0)
+        throw JobError(JobError::REFUSED, path + " is not read: nothing there shows that the "
+                                                 "directory was given to this job");
     if (fd < 0)
         fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0 && errno != ENOENT)

@@ -33,6 +33,7 @@ private:
     void skipStart();
     std::size_t readAt(char* buffer, std::size_t size, off_t offset) const;
 
+    const bool isMarked;
     std::string start;  // at the head of the file, not shown
     int fd = -1;
     off_t position = 0;

@@ -24,6 +24,11 @@ std::string Server::portComplaint()
                  : "";
 }
 
+void Server::onSilence(void (*function)())
+{
+    ZoClient::onSilence = function;
+}
+
 /// " (NAME)", as far as it is known.
 static std::string ownerText(long long user)
 {

@@ -63,6 +63,10 @@ public:
     /// Ends the server; there must be one. A running job goes on.
     void quit() const;
 
+    /// Has a function called when a server has taken a request and not begun to answer for some
+    /// seconds. For a program that can tell its user why nothing happens.
+    static void onSilence(void (*function)());
+
     /// What is wrong with the port that the variable JOB_PORT names; empty when nothing is.
     static std::string portComplaint();
 };

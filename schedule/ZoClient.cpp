@@ -56,6 +56,14 @@ ZoClient::ZoClient(const char* givenHost, const char* givenRoot)
 
 ZoClient::~ZoClient() = default;
 
+void (*ZoClient::onSilence)() = nullptr;
+
+/// Whether a socket of this user may be trusted to be the server.
+static bool isTrusted(long long owner)
+{
+    return owner == 0 || owner == ::getuid() || owner == ::geteuid();
+}
+
 /// Whether a connection whose other end is nobody's has broken before anything came.
 static bool isBroken(int fd)
 {
@@ -66,19 +74,39 @@ static bool isBroken(int fd)
 
 int ZoClient::connect(const char* toHost, int toPort, long long* otherUser)
 {
+    // Whoever listens and never accepts would make us wait for the connection.
+    const long long listener = toHost ? (long long)UtPeer::UNKNOWN : UtPeer::listenerOf(toPort);
+    if (listener > 0 && !isTrusted(listener)) {
+        if (otherUser)
+            *otherUser = listener;
+        return STRANGER;
+    }
     const int fd = UtSocket::connect(toHost, toPort);
     if (fd < 0)
         return NOBODY;
     const long long owner = UtPeer::serverOf(fd);
-    const bool isTrusted = owner == UtPeer::ANOTHER_MACHINE || owner == UtPeer::UNKNOWN ||
-                           owner == 0 || owner == ::getuid() || owner == ::geteuid();
-    if (isTrusted)
+    if (owner == UtPeer::ANOTHER_MACHINE || owner == UtPeer::UNKNOWN || isTrusted(owner))
         return fd;
     if (otherUser)
         *otherUser = owner > 0 ? owner : -1;
     const int result = owner == UtPeer::NOBODY && isBroken(fd) ? NOBODY : STRANGER;
     UtSocket::close(fd);
     return result;
+}
+
+/// Says that a server has not begun to answer, if it does not do so soon.
+static void notice(int fd)
+{
+    if (!ZoClient::onSilence)
+        return;
+    const long long deadline = UtClock::now() + ZoClient::SECONDS_TO_NOTICE * 1000LL;
+    struct pollfd reply = { fd, POLLIN, 0 };
+    int n;
+    do
+        n = ::poll(&reply, 1, (int)(deadline - UtClock::now()));
+    while (n < 0 && errno == EINTR && UtClock::now() < deadline);
+    if (n == 0)
+        ZoClient::onSilence();
 }
 
 ZoProtocol::Reply ZoClient::readReply(int fd)
@@ -88,21 +116,25 @@ ZoProtocol::Reply ZoClient::readReply(int fd)
     return ZoProtocol::readReply(reply);
 }
 
-int ZoClient::list(int fd, const char* user, UtDArray<UtHandle<ZoJob>>& jobs)
+int ZoClient::list(int fd, const char* user, UtDArray<UtHandle<ZoJob>>& jobs, bool isStrict)
 {
     UtString line;
     ZoProtocol::writeRequest(line, user, ZoProtocol::LIST);
     UtSocket::send(fd, "%s", (const char*)line);
     UtLineReader reader(fd);  // the list is all that comes
-    const bool isAnswered = reader.readLine(line) > 0;
+    if (isStrict)
+        notice(fd);
+    bool isWhole = reader.readLine(line) > 0 && (!isStrict || ZoProtocol::isCount(line));
     const bool isRefused = ZoProtocol::readReply(line) == ZoProtocol::REPLY_ERROR;
     const long long count = ZoProtocol::readCount(line);
     jobs.resize(0);
-    while (jobs.size() < count && reader.readLine(line) > 0)
+    isWhole = isWhole && count <= MAX_JOBS;
+    while (jobs.size() < count && jobs.size() < MAX_JOBS && reader.readLine(line) > 0 &&
+           (!isStrict || ZoProtocol::isJob(line)))
         jobs.append(ZoProtocol::readJob(line));
     if (isRefused)
         return 1;
-    return isAnswered && jobs.size() == count ? 0 : -1;
+    return isWhole && jobs.size() == count ? 0 : -1;
 }
 
 /// Connects, and lets a server be started where that may help.
@@ -149,6 +181,7 @@ ZoProtocol::Reply ZoClient::send(const UtString& line)
     if (fd < 0)
         return ZoProtocol::NO_REPLY;
     UtSocket::send(fd, "%s", (const char*)line);  // a server may refuse before it has read all
+    notice(fd);
     const ZoProtocol::Reply reply = readReply(fd);
     UtSocket::close(fd);
     if (reply == ZoProtocol::REPLY_ERROR)
@@ -187,7 +220,7 @@ int ZoClient::list(UtDArray<UtHandle<ZoJob>>& jobs)
     const int fd = open();
     if (fd < 0)
         return -1;
-    const int result = list(fd, user, jobs);
+    const int result = list(fd, user, jobs, true);
     UtSocket::close(fd);
     if (result >= 0)
         presence = result > 0 ? REFUSING : OURS;

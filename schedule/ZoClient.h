@@ -21,10 +21,16 @@ public:
     };
 
     enum {
-        NOBODY = -1,           ///< result of connect(): no connection could be made
-        STRANGER = -2,         ///< result of connect(): another user is at the other end
-        SECONDS_TO_START = 10  ///< that a started server has to accept connections
+        SECONDS_TO_NOTICE = 3,  ///< without a reply, until onSilence is called
+        MAX_JOBS = 2000000,     ///< in a list; more is no list, but an attack on our memory
+        NOBODY = -1,            ///< result of connect(): no connection could be made
+        STRANGER = -2,          ///< result of connect(): another user is at the other end
+        SECONDS_TO_START = 10   ///< that a started server has to accept connections
     };
+
+    /// Called when a server has taken a request and not begun to answer for SECONDS_TO_NOTICE;
+    /// null: nobody is told. A program sets it once.
+    static void (*onSilence)();
 
     UtString user;  ///< the first word of every request
     UtString host;  ///< empty: this machine
@@ -72,9 +78,10 @@ public:
     /// Reads a reply of one line.
     static ZoProtocol::Reply readReply(int fd);
 
-    /// Sends LIST and reads the list into the array. Returns 0 when all of it has come, -1 when
-    /// not, 1 when the server refuses.
-    static int list(int fd, const char* user, UtDArray<UtHandle<ZoJob>>& jobs);
+    /// Sends LIST and reads the list into the array, within the connection's receive limit. Returns
+    /// 0 when all of it has come, -1 when not, 1 when the server refuses. Lines that no server
+    /// writes make jobs all the same, but with isStrict they end the list.
+    static int list(int fd, const char* user, UtDArray<UtHandle<ZoJob>>& jobs, bool isStrict);
 
 private:
     int open();

@@ -127,15 +127,15 @@ static void reportDone(ZoJobList& list)
         ZoJobList::log("connect failed\n");
         return;
     }
-    // Silent clients can hold the server longer than any limit, and a report whose sender has left
-    // counts as nobody's: the next job would not start. A server that ends closes the connection.
-    UtSocket::setTimeLimits(fd, 0);
     UtString line;
     ZoProtocol::writeRequest(line, list.user, ZoProtocol::DONE);
     UtSocket::send(fd, "%s", (const char*)line);
     // The server closes the connection when it has handled the report; the answer says nothing new.
+    // One that does not answer within the limit of the connection misses the report, and finds out
+    // by its look for children that have ended.
+    const long long deadline = UtSocket::receiveDeadline(fd);
     char buffer[4096];
-    while (UtSocket::receive(fd, buffer, sizeof buffer, 1) > 0)
+    while (UtSocket::receiveUntil(fd, buffer, sizeof buffer, deadline) > 0)
         continue;
     UtSocket::close(fd);
 }

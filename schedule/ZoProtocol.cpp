@@ -147,6 +147,18 @@ long long ZoProtocol::readCount(const char* line)
     return zoNumber(line);
 }
 
+bool ZoProtocol::isCount(const char* line)
+{
+    const size_t digits = ::strspn(line, "0123456789");
+    return digits > 0 && !line[digits];
+}
+
+bool ZoProtocol::isJob(const char* line)
+{
+    const long long state = zoTakeNumber(line);
+    return state >= ZoJob::WAITING && state <= ZoJob::KILLED && ::strncmp(line, " \"", 2) == 0;
+}
+
 ZoJob* ZoProtocol::readJob(const char* line)
 {
     UtStringTokenizer tokens(line);

@@ -71,6 +71,10 @@ public:
     /// The number of jobs that the first line of a list tells; 0 for any other line.
     static long long readCount(const char* line);
 
+    /// Whether a line is one that a server writes: the first one of a list, or a job's.
+    static bool isCount(const char* line);
+    static bool isJob(const char* line);
+
     /// A new job from its line of a list; see ZoJob::createFromMessage().
     static ZoJob* readJob(const char* line);
 };

@@ -125,7 +125,8 @@ int ZoScheduleJobList(int fd, UtDArray<UtHandle<ZoJob>>& jobs)
 {
     if (fd < 0)
         return -1;
-    ZoClient::list(fd, theUser, jobs);  // the jobs that came whole are there, whatever the result
+    ZoClient::list(fd, theUser, jobs,
+                   false);  // the jobs that came whole are there, whatever the result
     UtSocket::close(fd);
     return (int)jobs.size();
 }

@@ -2,7 +2,7 @@
 
 static const int PIECE = 65536;
 
-UtLineReader::UtLineReader(int fd) : descriptor(fd)
+UtLineReader::UtLineReader(int fd) : descriptor(fd), deadline(UtSocket::receiveDeadline(fd))
 {
     piece.insertMemory(0, PIECE);
 }
@@ -16,9 +16,12 @@ int UtLineReader::takeLine(UtString& line, bool* isWhole)
 {
     if (position == stored) {
         position = stored = 0;
-        const int n = UtSocket::receive(descriptor, piece.data, PIECE, 0);
+        const int n = UtSocket::receiveUntil(descriptor, piece.data, PIECE, deadline);
         if (n <= 0)
             return n;
+        taken += n;
+        if (taken > MAX_BYTES)
+            return -1;
         stored = n;
     }
     const char* const start = piece.data + position;

@@ -300,3 +300,19 @@ long long UtPeer::serverOf(int fd)
 {
     return userAtOtherEnd(fd, true);
 }
+
+long long UtPeer::listenerOf(int port)
+{
+    const in_addr loopback = { htonl(INADDR_LOOPBACK) };
+    const UtPeerEnd listening = endFrom(AF_INET, &loopback, htons((in_port_t)port));
+    const UtPeerEnd anywhere = endFrom(AF_INET, &loopback, 0);
+    const int netlink = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
+    UtPeerAnswer answer = {};
+    const int error = netlink < 0 ? errno : askForRow(netlink, listening, anywhere, answer);
+    if (netlink >= 0)
+        ::close(netlink);
+    if (error == 0)
+        return listenerIn(answer.message.row, listening);
+    errno = error;
+    return error == ENOENT ? NOBODY : isMissing(error) ? UNKNOWN : FAILED;
+}

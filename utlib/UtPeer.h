@@ -30,6 +30,11 @@ public:
     /// Ask before anything is sent: whoever takes the port from a listener gets none of its
     /// connections.
     static long long serverOf(int fd);
+
+    /// Returns the user who listens where a connection to the loopback address and this port would
+    /// go, NOBODY when nobody does, UNKNOWN or FAILED. Makes no connection, so that a listener that
+    /// never accepts costs no wait.
+    static long long listenerOf(int port);
 };
 
 #endif

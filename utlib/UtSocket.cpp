@@ -274,6 +274,20 @@ void UtSocket::drain(int fd, int milliseconds, long bytes)
     }
 }
 
+int UtSocket::receiveUntil(int fd, char* buffer, int size, long long deadline)
+{
+    if (deadline != NEVER && UtClock::now() >= deadline) {
+        errno = ETIMEDOUT;  // also for a peer that never lets us wait
+        return -1;
+    }
+    return (int)receiveSome(fd, buffer, size, 0, &deadline);
+}
+
+long long UtSocket::receiveDeadline(int fd)
+{
+    return deadlineOf(fd, SO_RCVTIMEO);
+}
+
 void UtSocket::close(int fd)
 {
     ::close(fd);

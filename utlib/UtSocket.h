@@ -48,6 +48,13 @@ public:
     /// sent to it last.
     static void drain(int fd, int milliseconds, long bytes);
 
+    /// receive() with wholeLine 0, but it waits until a point of time of UtClock, -1 for ever.
+    static int receiveUntil(int fd, char* buffer, int size, long long deadline);
+
+    /// When a wait for data that begins now ends, by the descriptor's receive limit: a point of
+    /// time of UtClock, or -1 for never.
+    static long long receiveDeadline(int fd);
+
     /// Closes the descriptor and nothing else: a connection that another process shares stays open.
     static void close(int fd);
 

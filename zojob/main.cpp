@@ -49,6 +49,14 @@ static int runProtected(int argc, char** argv)
     }
 }
 
+static void noteSilence()
+{
+    static bool isSaid = false;
+    if (!isSaid)
+        note("the server has not answered yet, it may be busy: waiting for it, a minute at most");
+    isSaid = true;
+}
+
 /// A reader that has seen enough, as in `zojob list | head -1`, is no failure; a full disk is.
 static int finishOutput(int code)
 {
@@ -81,5 +89,6 @@ int main(int argc, char** argv)
     // SIG_IGN: nothing that is started from here must inherit that.
     std::signal(SIGPIPE, ignoreSignal);
     std::signal(SIGXFSZ, ignoreSignal);
+    Server::onSilence(noteSilence);
     return finishOutput(runProtected(argc, argv));
 }

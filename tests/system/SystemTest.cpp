@@ -164,7 +164,7 @@ TEST_F(System, TakesTheLongestLineAndTellsTheLongestList)
     EXPECT_EQ("", server.request(start + std::string(longest + 1, 'x') + end + "\n"));
     EXPECT_EQ("ok\n", server.request(start + std::string(longest, 'x') + end + "\n"));
     UtDArray<UtHandle<ZoJob>> jobs;
-    EXPECT_EQ(0, ZoClient::list(server.connect(""), "tester", jobs));
+    EXPECT_EQ(0, ZoClient::list(server.connect(""), "tester", jobs, true));
     ASSERT_EQ(1, jobs.size());
     EXPECT_EQ(longest, jobs[0]->command.length());
     const int ended = server.connect("tester status\n");
@@ -281,7 +281,8 @@ TEST_F(System, ApplicationTellsAStrangerNothingAndUsesAPortOfItsOwn)
     const std::string own = std::to_string(Sandbox::freePort());
     for (const std::string& wrong : { std::string("0"), std::string("65536"), own + "x" }) {
         ::setenv("JOB_PORT", wrong.c_str(), 1);
-        const auto application = begin([&] { EXPECT_EQ(-1, open()); });
+        EXPECT_EQ(0, begin([&] { EXPECT_EQ(-1, open()); })->end()) << "and does not even connect";
+        const auto application = begin([&] { EXPECT_EQ(-1, open("localhost")); });
         EXPECT_EQ(0, ::seteuid(65534));  // who accepts a connection is its owner
         const int fd = stranger.accept();
         EXPECT_EQ(0, ::seteuid(0));

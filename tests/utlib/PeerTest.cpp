@@ -104,6 +104,7 @@ TEST(Peer, ListenerThatComesLaterDoesNotVouchForTheServer)
     ASSERT_EQ(0, ::seteuid(STRANGER));
     ASSERT_EQ(0, strangers.openSocket(0, -10, 0));
     ASSERT_EQ(0, ::seteuid(0));
+    EXPECT_EQ(STRANGER, UtPeer::listenerOf(strangers.port));
     const int client = UtSocket::connect(nullptr, strangers.port);
     int served = -1;
     atLookup = [&](inet_diag_req_v2& question) {

@@ -133,6 +133,16 @@ TEST_F(Socket, LimitsOfTimeAndSizeHold)
     EXPECT_EQ("failed", receive(silent, 1, 0));
     EXPECT_EQ(-1, UtSocket::readLine(silent, line));
     EXPECT_NEAR(2, now() - start, 0.5);
+    const int dripping = peer([](int far) {
+        for (int i = 0; i < 10; ++i, ::poll(nullptr, 0, 200))
+            write(far, "9\n9");
+    });
+    UtSocket::setTimeLimits(dripping, 1);
+    UtLineReader reader(dripping);
+    while (reader.readLine(line) > 0)
+        continue;
+    EXPECT_NEAR(3, now() - start, 0.7) << "the limit is that of all lines together";
+    UtSocket::close(dripping);
     const int copy = ::dup(silent);
     UtSocket::close(silent);  // the copy's connection stays
     EXPECT_EQ(0, UtSocket::send(copy, "x"));
