@@ -16,8 +16,8 @@ const char* const JobDirectory::COMMAND = "sh job; echo $? >exit";
 static const char* const SCRIPT = "job";
 static const char* const STATUS = "exit";
 static const char* const STARTED = "started";
-static const char* const NAMED = "named";  // exists when the job's name is its id
-static const int MODE = 0700;
+static const char* const OUTCOME = "outcome";
+static const char* const CANCEL = "cancel";
 static const std::size_t HEAD = 4096;  // enough for what nearly all jobs were given
 
 /// The first bytes of a file, at most `size`; empty when it cannot be read.
@@ -96,15 +96,13 @@ int JobDirectory::recordedStatus() const
     return !text.empty() && text.back() == '\n' ? std::atoi(text.c_str()) : -1;
 }
 
-void JobDirectory::nameById() const
+std::string JobDirectory::outcome() const
 {
-    // Where this fails, the id may come to be refused as ambiguous, no more.
-    const int fd = ::open(path(NAMED).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, MODE);
-    if (fd >= 0)
-        ::close(fd);
+    const std::string text = hasScript() ? readStart(path(OUTCOME), 16) : "";
+    return text.substr(0, text.find('\n'));
 }
 
-bool JobDirectory::isNamedById() const
+bool JobDirectory::isCancelled() const
 {
-    return hasScript() && ::access(path(NAMED).c_str(), F_OK) == 0;
+    return hasScript() && ::access(path(CANCEL).c_str(), F_OK) == 0;
 }

@@ -45,9 +45,12 @@ public:
     /// The status that the job's shell has recorded; -1 while it has not, or not whole.
     int recordedStatus() const;
 
-    /// Notes that the job's id was told as its name, and asks for that.
-    void nameById() const;
-    bool isNamedById() const;
+    /// How a job of ours ended that did not end by its command: "timeout", "skipped", "cancelled";
+    /// else empty.
+    std::string outcome() const;
+
+    /// Whether a waiting job is to end at once when its turn comes.
+    bool isCancelled() const;
 
 private:
     std::string path(const char* file) const { return job.directory + "/" + file; }

@@ -2,104 +2,154 @@
 
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
+#include "jobs/JobState.h"
+#include "jobs/StateDirectory.h"
 
 #include <algorithm>
 #include <unordered_map>
-
-static const std::size_t MAX_CANDIDATES = 6;  // shown of an ambiguous name
 
 static std::string fullName(const Job& job)
 {
     return std::to_string(job.id) + ":" + job.directory;
 }
 
-/// How many jobs have each id.
-static std::unordered_map<long long, int> countIds(const Queue& queue)
+/// What the job is called while no other one is called so.
+static std::string shortName(const Job& job)
 {
-    std::unordered_map<long long, int> counts;
-    for (const Job& job : queue.jobs)
-        ++counts[job.id];
-    return counts;
+    const std::string number = JobDirectory(job).hasScript() ? numberOf(job.directory) : "";
+    return number.empty() ? std::to_string(job.id) : number;
+}
+
+/// Whether the job keeps its short name when others have the same: only that of ours which lies
+/// where `submit` puts jobs now, and prints the number without knowing the others.
+static bool keepsName(const Job& job, const std::string& name, const std::string& state)
+{
+    return job.directory == state + "/job-" + name;
 }
 
 std::vector<std::string> jobNames(const Queue& queue)
 {
-    const auto sharing = countIds(queue);
-    std::unordered_map<long long, int> seen;
+    std::unordered_map<std::string, int> counts;
     std::vector<std::string> names;
+    const std::string state = stateDirectory();
     names.reserve(queue.jobs.size());
     for (const Job& job : queue.jobs) {
-        const bool isFirst = ++seen[job.id] == 1;
-        const bool isAlone = sharing.at(job.id) == 1;
-        const bool byId = isAlone || (isFirst && JobDirectory(job).isNamedById());
-        names.push_back(byId ? std::to_string(job.id) : fullName(job));
+        names.push_back(shortName(job));
+        ++counts[names.back()];
     }
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (counts[names[i]] > 1 && !keepsName(queue.jobs[i], names[i], state))
+            names[i] = fullName(queue.jobs[i]);
     return names;
 }
 
 std::string jobName(const Queue& queue, const Job& job)
 {
-    Queue sharing;
-    std::copy_if(queue.jobs.begin(), queue.jobs.end(), std::back_inserter(sharing.jobs),
-                 [&job](const Job& other) { return other.id == job.id; });
-    const std::vector<std::string> names = jobNames(sharing);
-    for (std::size_t i = 0; i < names.size(); ++i)
-        if (sharing.jobs[i].isSame(job))
-            return names[i];
-    return fullName(job);
+    const std::string name = shortName(job);
+    const bool isShared = std::any_of(queue.jobs.begin(), queue.jobs.end(), [&](const Job& other) {
+        return !other.isSame(job) && shortName(other) == name;
+    });
+    return isShared && !keepsName(job, name, stateDirectory()) ? fullName(job) : name;
 }
 
-std::string nameSubmitted(const Queue& queue, const Job& job)
+static JobError notFound(const std::string& text)
 {
-    if (countIds(queue)[job.id] > 1)
-        return fullName(job);
-    JobDirectory(job).nameById();
-    return std::to_string(job.id);
+    return JobError(JobError::NOT_FOUND, text);
 }
 
-static bool endsWith(const std::string& text, const std::string& end)
+/// Of the jobs that failed, the one that ended last.
+static const Job* lastFailed(const Queue& queue)
 {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
+    const Job* last = nullptr;
+    for (const Job& job : queue.jobs)
+        if ((!last || job.endTime >= last->endTime) && hasFailed(job))
+            last = &job;
+    return last;
 }
 
-/// The jobs that a name may mean. A whole id is never taken for the end of a longer one.
+/// The job that a word stands for; null when it is no such word.
+static const Job* findWord(const Queue& queue, const std::string& word)
+{
+    const Job* found = nullptr;
+    if (word == "last")
+        found = queue.jobs.empty() ? nullptr : &queue.jobs.back();
+    else if (word == "running")
+        found = queue.running();
+    else if (word == "failed")
+        found = lastFailed(queue);
+    else
+        return nullptr;
+    if (!found)
+        throw notFound(word == "running"  ? "no job is running"
+                       : word == "failed" ? "no job has failed"
+                                          : "there is no job in the queue");
+    return found;
+}
+
+/// The jobs of a range "3-7", in the order of the queue; none for what is no range.
+static std::vector<const Job*> findRange(const Queue& queue, const std::string& name)
+{
+    std::vector<const Job*> found;
+    const std::size_t dash = name.find('-');
+    const std::string from = numberOf("/job-" + name.substr(0, dash));
+    const std::string to = dash < name.size() ? numberOf("/job-" + name.substr(dash + 1)) : "";
+    if (from.empty() || to.empty())
+        return found;
+    const long first = std::stol(from), last = std::stol(to);
+    if (first > last)
+        throw JobError(JobError::INVALID,
+                       "a range begins with the smaller number, as " + to + "-" + from);
+    const std::vector<std::string> names = jobNames(queue);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const std::string number = numberOf("/job-" + names[i]);
+        if (!number.empty() && std::stol(number) >= first && std::stol(number) <= last)
+            found.push_back(&queue.jobs[i]);
+    }
+    return found;
+}
+
+/// All that the name may mean; throws when that is nothing.
 static std::vector<const Job*> candidates(const Queue& queue, const std::string& name)
 {
-    std::vector<const Job*> whole, ends;
-    for (const Job& job : queue.jobs) {
-        const std::string id = std::to_string(job.id);
-        if (name == id || name == fullName(job))
-            whole.push_back(&job);
-        else if (endsWith(id, name))
-            ends.push_back(&job);
-    }
-    return whole.empty() ? ends : whole;
+    if (const Job* const meant = findWord(queue, name))
+        return { meant };
+    std::vector<const Job*> found = findRange(queue, name);
+    const std::vector<std::string> names = jobNames(queue);
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (names[i] == name || fullName(queue.jobs[i]) == name)
+            found.push_back(&queue.jobs[i]);
+    if (!found.empty())
+        return found;
+    for (const Job& job : queue.jobs)
+        if (std::to_string(job.id) == name)
+            found.push_back(&job);
+    if (found.empty())
+        throw notFound("no job is named '" + name + "'");
+    if (found.size() == 1)
+        return found;
+    std::string sharing;
+    for (const Job* const job : found)
+        sharing += " " + jobName(queue, *job);
+    throw JobError(JobError::AMBIGUOUS, "'" + name + "' is the id of several jobs:" + sharing);
 }
 
 const Job& findJob(const Queue& queue, const std::string& name)
 {
-    if (name == "last" && !queue.jobs.empty())
-        return queue.jobs.back();
-    const auto found = name.empty() ? std::vector<const Job*>() : candidates(queue, name);
-    if (found.size() == 1 || (!found.empty() && jobName(queue, *found[0]) == name))
+    const std::vector<const Job*> found = candidates(queue, name);
+    if (found.size() == 1)
         return *found[0];
-    if (found.empty())
-        throw JobError(JobError::NOT_FOUND, "no job is named '" + name + "'");
-    std::string text = "'" + name + "' may be any of " + std::to_string(found.size()) + " jobs:";
-    for (std::size_t i = 0; i < found.size() && i < MAX_CANDIDATES; ++i)
-        text += " " + jobName(queue, *found[i]);
-    throw JobError(JobError::AMBIGUOUS, text + (found.size() > MAX_CANDIDATES ? " ..." : ""));
+    throw JobError(JobError::AMBIGUOUS, "'" + name + "' names " + std::to_string(found.size()) +
+                                            " jobs, and one is wanted here");
 }
 
 std::vector<Job> findJobs(const Queue& queue, const std::vector<std::string>& names)
 {
     std::vector<Job> found;
-    for (const std::string& name : names) {
-        const Job& job = findJob(queue, name);
-        const auto same = [&job](const Job& other) { return other.isSame(job); };
-        if (std::none_of(found.begin(), found.end(), same))
-            found.push_back(job);
-    }
+    for (const std::string& name : names)
+        for (const Job* const job : candidates(queue, name)) {
+            const auto same = [job](const Job& other) { return other.isSame(*job); };
+            if (std::none_of(found.begin(), found.end(), same))
+                found.push_back(*job);
+        }
     return found;
 }

@@ -2,62 +2,21 @@
 
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
+#include "jobs/StateDirectory.h"
 #include "schedule/ZoDisk.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-static const char* const NOT_CARRIED = " \t\n\v\f\r\"";  // in a directory's name, by a request
-static const char* const ELSEWHERE = "/var/tmp/zojob-XXXXXX";
-static const char* const ADVICE = "; set XDG_STATE_HOME to another place";
 static const char* const DAMAGED = "zojob: this job is damaged, as by a power cut: nothing was run";
 static const char* const STATUS = "125";  // of a job that was not run
 static const int MODE = 0700;
 
-static std::string stateDirectory()
+NewJobDirectory::NewJobDirectory() : path(makeJobDirectory())
 {
-    const char* const state = std::getenv("XDG_STATE_HOME");
-    if (state && state[0] == '/')
-        return std::string(state) + "/zojob";
-    const char* home = std::getenv("HOME");
-    if (!home || home[0] != '/') {
-        const struct passwd* const entry = ::getpwuid(::getuid());
-        home = entry && entry->pw_dir ? entry->pw_dir : "";
-    }
-    return std::string(home) + "/.local/state/zojob";
-}
-
-static void makeDirectories(const std::string& path)
-{
-    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
-        const std::string part = path.substr(0, end);
-        if (::mkdir(part.c_str(), MODE) == 0)
-            ZoDisk::syncParent(part.c_str());  // where this fails, the next one says so
-        else if (errno != EEXIST && errno != EISDIR)
-            throw JobError(JobError::FILE_FAILED, withReason("cannot make " + part) + ADVICE);
-        if (end == std::string::npos)
-            return;
-    }
-}
-
-NewJobDirectory::NewJobDirectory()
-{
-    const std::string state = stateDirectory();
-    std::string name = ELSEWHERE;
-    if (state.find_first_of(NOT_CARRIED) == std::string::npos) {
-        makeDirectories(state);
-        name = state + "/job-XXXXXX";
-    }
-    // The mode once more, since the umask may have taken bits away.
-    if (!::mkdtemp(&name[0]) || ::chmod(name.c_str(), MODE) != 0)
-        throw JobError(JobError::FILE_FAILED,
-                       withReason("cannot make a directory for the job, " + name) + ADVICE);
-    path = name;
 }
 
 NewJobDirectory::~NewJobDirectory()

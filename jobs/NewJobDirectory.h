@@ -9,11 +9,10 @@
 class NewJobDirectory
 {
 public:
-    std::string path;
+    const std::string path;
     bool keep = false;
 
-    /// Makes a fresh directory, mode 0700, under $XDG_STATE_HOME/zojob, or under /var/tmp when that
-    /// path holds what a request cannot carry. Throws JobError.
+    /// Makes the next directory (see StateDirectory.h). Throws JobError.
     NewJobDirectory();
     ~NewJobDirectory();
     NewJobDirectory(const NewJobDirectory&) = delete;

@@ -11,7 +11,9 @@
 #include <unistd.h>
 
 static const char* const NAMES_HELP =
-    "A JOB is named by its id, any unique end of the id's digits, ID:DIRECTORY, or 'last'.";
+    "A JOB is named by its number, 'last', 'running' or 'failed'; another application's by its "
+    "id,\n"
+    "or ID:DIRECTORY. Where several make sense, 3-7 names all of these.";
 static const char* const WORDS_HELP =
     "Two words or more are a command with exactly these arguments. One word is a line of shell.\n"
     "A single - reads a script from standard input. The job gets the caller's environment.\n";
@@ -104,7 +106,7 @@ void Grammar::jobs(CLI::App* sub, int least, int most)
 
 void Grammar::addSubmit()
 {
-    submit = command("submit", "Queue a command; print the job's id");
+    submit = command("submit", "Queue a command; print the job's number");
     submit->alias("add");
     submit->add_option("-L,--label", options.label, "Description; default: the command")
         ->type_name("TEXT");
@@ -168,20 +170,21 @@ void Grammar::addQueueCommands()
 
 void Grammar::addLookCommands()
 {
-    CLI::App* const log = command("log", "Print a job's output; default: the running or last run");
+    CLI::App* const log =
+        command("log", "Print the output of jobs; default: the running or last run");
     log->add_flag("-f,--follow", options.follow, "Go on until the job ends");
     log->add_option("-n,--lines", options.lines, "Only the last LINES lines")
         ->check(CLI::Range(0, 1000000000).description(""))
         ->type_name("LINES");
-    jobs(log, 0, 1);
+    jobs(log, 0, INT_MAX);
     CLI::App* const wait = command("wait", "Wait for jobs, default all; end with their status");
     wait->add_option("--timeout", options.timeout, "End with 124 after so many seconds")
         ->check(CLI::Range(0.0, 1e9).description(""))
         ->type_name("SEC");
     jobs(wait, 0, INT_MAX);
-    CLI::App* const show = command("show", "Show everything about a job");
+    CLI::App* const show = command("show", "Show everything about jobs");
     show->add_flag("--json", options.json, "As JSON");
-    jobs(show, 1, 1);
+    jobs(show, 1, INT_MAX);
     CLI::App* const status = command("status", "Say whether a server runs, and what; starts none");
     status->add_flag("--json", options.json, "As JSON");
     status->footer(COMMON_HELP);

@@ -46,6 +46,14 @@ protected:
                      ":0:" + (start < 0 ? "-1" : pid) + "\n";
     }
 
+    /// Gives the job a directory as zojob calls its own.
+    void renameNumbered(int n, const std::string& to)
+    {
+        const std::string from = "place" + std::to_string(n) + ":";
+        fs::rename(Sandbox::path("place") + std::to_string(n), Sandbox::path(to.c_str()));
+        records[n].replace(records[n].find(from), from.size(), to + ":");
+    }
+
     void save() const
     {
         std::string text;
@@ -155,36 +163,50 @@ TEST_F(View, ShowAndStatusTellEverything)
     for (const char* part : { "none", "2 waiting, 1 running", "exec \"it\"" })
         EXPECT_TRUE(holds(status, part)) << part << " in: " << status;
     EXPECT_EQ("none", nlohmann::json::parse(Call({ "status", "--json" }).out())["server"]);
-    for (const Words& words : { Words{ "show" }, { "show", "1", "2" }, { "log", "1", "2" } })
+    for (const Words& words : { Words{ "show" }, { "log", "-f", "1", "2" } })
         EXPECT_EQ(2, Call(words).end()) << joined(words);
 }
 
-TEST_F(View, NamesAreIdsEndsOfIdsAndLast)
+TEST_F(View, NamesMeanTheJobsThatHaveThem)
 {
-    record(0, 12, "true", "alpha", 0, 1);
     fs::create_directory("twin");
     Sandbox::write("twin/." + name(6), "");
     const std::string twin = Sandbox::path("twin");
     records[5] = "10:true:f\xc3\xb3xtrot:" + twin + ":" + name(6) + ":0:0:0:-1\n";
+    for (int n = 1; n < 4; ++n)  // of zojob, with numbers from 7 to 9
+        renameNumbered(n, "job-" + std::to_string(6 + n));
     save();
-    const std::pair<std::string, const char*> cases[] = {
-        { name(0), "a" },
-        { "0003", "d" },
-        { "last", "g" },
-        { name(6) + ":" + twin, "f" },
-        { "9", "" },
-        { "", "" },
-        { name(6) + ":" + twin + "x", "" },
-        { "1", "b" },
+    const std::pair<Words, const char*> cases[] = {
+        { { name(0) }, "a" },
+        { { "7" }, "b" },
+        { { name(1) }, "b" },
+        { { "last" }, "g" },
+        { { "running" }, "e" },
+        { { "failed" }, "b" },  // it ended after c
+        { { "7-7" }, "b" },
+        { { "9", "1-8", "8" }, "dbc" },
+        { { name(6) + ":" + twin }, "f" },
+        { { name(6) }, "" },
+        { { "" }, "" },
+        { { "1" }, "" },
+        { { "1-6" }, "" },
+        { { "07" }, "" },
+        { { "job-7" }, "" },
+        { { name(6) + ":" + twin + "x" }, "" },
     };
-    for (const auto& [word, job] : cases) {
-        Call call({ "show", "--json", word });
-        EXPECT_EQ(*job ? 0 : 1, call.end()) << word << ": " << call.err();
-        EXPECT_EQ(job, shown(call.out())) << word;
+    for (const auto& [words, job] : cases) {
+        Words call = { "show", "--json" };
+        call.insert(call.end(), words.begin(), words.end());
+        Call asked(call);
+        EXPECT_EQ(*job ? 0 : 1, asked.end()) << joined(call) << ": " << asked.err();
+        EXPECT_EQ(job, shown(asked.out())) << joined(call);
     }
+    EXPECT_EQ(2, Call({ "show", "8-7" }).end());
     Call ambiguous({ "show", name(6) });
     EXPECT_EQ(1, ambiguous.end());
     EXPECT_TRUE(holds(ambiguous.err(), name(6) + ":" + twin)) << ambiguous.err();
+    EXPECT_EQ(1, Call({ "log", "7-8", "running", "nobody" }).end());
+    EXPECT_TRUE(holds(Call({ "list" }).out(), "\n7 ")) << "the list shows the same names";
 }
 
 TEST_F(View, LogShowsTheWantedLines)

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <poll.h>
 #include <random>
+#include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -270,21 +271,31 @@ TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
     EXPECT_FALSE(fs::exists("forged"));
 }
 
-TEST_F(Zojob, NamesStayThoseThatWereTold)
+TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)
 {
-    std::string first, second;
-    do {  // until both fall into one second
-        first = Call({ "submit", "-L", "first", "true" }).line();
-        second = Call({ "submit", "-L", "second", "true" }).line();
-    } while (holds(first, ":") || !holds(second, ":"));  // or the round before had that second
-    EXPECT_EQ(first, second.substr(0, second.find(':')));
-    EXPECT_EQ("first", job(first)["description"]);
-    EXPECT_EQ("second", job(second)["description"]);
-    Call ambiguous({ "show", first.substr(1) });
-    EXPECT_EQ(1, ambiguous.end());
-    EXPECT_TRUE(holds(ambiguous.err(), second)) << ambiguous.err();
-    EXPECT_EQ(0, Call({ "remove", second }).end());
-    EXPECT_EQ("first", job(first.substr(1))["description"]) << "an end that has become unique";
+    for (const char* const expected : { "1", "2", "3" })
+        EXPECT_EQ(expected, Call({ "submit", "-L", expected, "true" }).line());
+    EXPECT_EQ(0, Call({ "remove", "2-3" }).end());
+    std::vector<std::unique_ptr<Call>> calls;
+    std::set<std::string> names;
+    for (int i = 4; i < 24; ++i)  // all at the same time
+        calls.push_back(std::make_unique<Call>(Words{ "submit", "true" }));
+    for (const auto& call : calls)
+        names.insert(call->line());
+    EXPECT_EQ(20u, names.size());
+    EXPECT_EQ(0u, names.count("2")) << "somebody may still mean the removed one";
+    EXPECT_EQ("1", job("1")["description"]);
+    Sandbox::write(Sandbox::home() + "/.local/state/zojob/next", "damage");
+    EXPECT_EQ("2", Call({ "submit", "true" }).line()) << "the directories alone make them unique";
+    ::setenv("XDG_STATE_HOME", Sandbox::path("white space").c_str(), 1);
+    EXPECT_EQ("1", Call({ "submit", "-L", "elsewhere", "true" }).line());
+    EXPECT_EQ("elsewhere", job("1")["description"]) << "what submit has just called so";
+    const std::string place = fs::path(directory("1")).parent_path();
+    EXPECT_EQ(0u, place.find("/var/tmp/zojob-")) << place;
+    ::chmod(place.c_str(), 0777);
+    EXPECT_EQ(1, Call({ "submit", "true" }).end()) << "others could write there";
+    EXPECT_EQ(0, Call({ "remove", "1" }).end());
+    fs::remove_all(place);
 }
 
 TEST_F(Zojob, AnyDescriptionIsShownSafely)
@@ -306,7 +317,7 @@ TEST_F(Zojob, OutputAndScriptsThatNobodyTakes)
                  std::string(300000, '#') + "\ntrue\n");
     EXPECT_EQ(1, limited.end());
     EXPECT_TRUE(holds(limited.err(), "File too large")) << limited.err();
-    EXPECT_TRUE(fs::is_empty("other/zojob")) << "half a job";
+    EXPECT_FALSE(fs::exists("other/zojob/job-1")) << "half a job";
 }
 
 TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)

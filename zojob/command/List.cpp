@@ -50,7 +50,7 @@ static void listOnce(const Queue& queue, const Options& options)
         writeJsonList(chosen.jobs, chosen.names);
         return;
     }
-    writeTable(chosen.jobs, options);
+    writeTable(chosen.jobs, chosen.names, options);
     if (!options.noHeader)
         print(countText(queue) + "\n");
 }

@@ -1,5 +1,7 @@
 #include "jobs/JobLog.h"
 #include "jobs/JobName.h"
+#include "jobs/JobState.h"
+#include "jobs/Text.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
 #include "zojob/command/Waiting.h"
@@ -36,6 +38,8 @@ static const Job& lastRun(const Queue& queue)
 
 static const Job& chosen(const Queue& queue, const Options& options)
 {
+    if (options.jobs.size() > 1)
+        throw Failure{ WRONG_USAGE, "one job can be followed at a time" };
     return options.jobs.empty() ? lastRun(queue) : findJob(queue, options.jobs[0]);
 }
 
@@ -65,19 +69,44 @@ static int followLog(const Options& options)
     return DONE_WELL;
 }
 
+static void printLog(const Queue& queue, const Job& job, const Options& options)
+{
+    JobLog log(job);
+    if (!log.open())
+        throw Failure{ REFUSED, "job " + jobName(queue, job) + " has no output: it is " +
+                                    jobStateName(jobState(job)) + ", and there is no file log in " +
+                                    job.directory };
+    if (options.lines >= 0)
+        log.skipToLast(options.lines);
+    (void)copy(log);  // main finds out why it could not
+}
+
+/// Several outputs, each below the name of its job; those of jobs that have one.
+static int printLogs(const Queue& queue, const Options& options)
+{
+    int code = DONE_WELL;
+    const std::vector<Job> jobs = findJobs(queue, options.jobs);
+    for (const Job& job : jobs) {
+        if (jobs.size() > 1)
+            print("==> " + jobName(queue, job) + ": " + printable(job.description) + " <==\n");
+        try {
+            printLog(queue, job, options);
+        } catch (const Failure& failure) {
+            note(failure.text);
+            code = failure.code;
+        }
+        print(jobs.size() > 1 && !job.isSame(jobs.back()) ? "\n" : "");
+    }
+    return code;
+}
+
 int logCommand(const Options& options)
 {
     if (options.follow)
         return followLog(options);
     const Queue queue = readQueue(serverOf(options));
-    const Job& job = chosen(queue, options);
-    JobLog log(job);
-    if (!log.open())
-        throw Failure{ REFUSED, "job " + jobName(queue, job) + " has no output: it is " +
-                                    stateName(job) + ", and there is no file log in " +
-                                    job.directory };
-    if (options.lines >= 0)
-        log.skipToLast(options.lines);
-    (void)copy(log);  // main finds out why it could not
+    if (!options.jobs.empty())
+        return printLogs(queue, options);
+    printLog(queue, lastRun(queue), options);
     return DONE_WELL;
 }

@@ -26,9 +26,10 @@ static std::string printableLines(const std::string& text)
     return result;
 }
 
-static void showText(const Job& job, const Options& options)
+static void showText(const Job& job, const std::string& name, const Options& options)
 {
     const int status = exitStatus(job);
+    printField("job", name);
     printField("id", std::to_string(job.id));
     printField("state", coloredState(job, wantsColor(options), 0));
     printField("exit status", status < 0 ? "-" : std::to_string(status));
@@ -61,11 +62,22 @@ static void askCluster(Job& job)
 int showCommand(const Options& options)
 {
     const Queue queue = readQueue(serverOf(options));
-    Job job = findJob(queue, options.jobs[0]);
-    askCluster(job);
-    if (options.json)
-        writeJsonJob(job, jobName(queue, job), true);
-    else
-        showText(job, options);
+    std::vector<Job> jobs = findJobs(queue, options.jobs);
+    std::vector<std::string> names;
+    for (Job& job : jobs) {
+        askCluster(job);
+        names.push_back(jobName(queue, job));
+    }
+    if (options.json) {
+        if (jobs.size() == 1)
+            writeJsonJob(jobs[0], names[0], true);
+        else
+            writeJsonList(jobs, names, true);
+        return DONE_WELL;
+    }
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        print(i ? "\n" : "");
+        showText(jobs[i], names[i], options);
+    }
     return DONE_WELL;
 }

@@ -1,6 +1,7 @@
 #include "jobs/JobName.h"
 #include "jobs/JobScript.h"
 #include "jobs/Slurm.h"
+#include "jobs/StateDirectory.h"
 #include "jobs/Submission.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
@@ -146,16 +147,17 @@ int submitCommand(const Options& options)
     const Submission submission = prepare(options);
     const Server server = serverOf(options);
     const std::string directory = queueJob(server, submission);
-    if (options.quiet && !options.run && !options.wait)
+    const std::string name = numberOf(directory);
+    if (!options.quiet && !options.json)
+        print(name + "\n");
+    (void)flushPrinted();  // for a reader who wants the name now; what failed shows at the end
+    if (!options.json && !options.run && !options.wait)
         return DONE_WELL;
     const Queue queue = readQueue(server);
     const Job& job = findByDirectory(queue, directory);
-    const std::string name = nameSubmitted(queue, job);
     if (options.json)
         writeJsonJob(job, name, false);
-    else if (!options.quiet)
-        print(name + "\n");
-    (void)flushPrinted();  // for a reader who wants the name now; what failed shows at the end
+    (void)flushPrinted();
     if (options.wait)
         return waitFor(server, job, options.run);
     if (options.run)

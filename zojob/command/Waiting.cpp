@@ -1,6 +1,7 @@
 #include "zojob/command/Waiting.h"
 
 #include "jobs/JobDirectory.h"
+#include "jobs/JobName.h"
 #include "zojob/Report.h"
 #include "zojob/view/Text.h"
 
@@ -27,7 +28,7 @@ public:
                                         [](const JobWatch::Target& t) { return !t.hasEnded; });
         std::fprintf(stderr, "\r\033[Kwaiting for %ld of %zu; ", open, watch.targets.size());
         if (running)
-            std::fprintf(stderr, "%lld running %s", running->id,
+            std::fprintf(stderr, "%s running %s", jobName(watch.queue, *running).c_str(),
                          duration(running->runTime()).c_str());
         else
             std::fputs("none running", stderr);

@@ -38,7 +38,9 @@ _zojob_complete_jobs() {
         names+=("$name")
         lines+=("$name  (${line#*$'\t'})")
     done < <(_zojob_jobs "$1")
-    [[ last == "$cur"* && -n $cur ]] && names+=(last) lines+=(last)
+    for name in last running failed; do
+        [[ $name == "$cur"* && -n $cur ]] && names+=("$name") lines+=("$name")
+    done
     if ((${#names[@]} == 1)); then
         lines=("${names[0]}")
     fi

@@ -45,23 +45,27 @@ static Json toJson(const Job& job, const std::string& name)
                  { "cluster", clusterOf(job) } };
 }
 
-void writeJsonList(const std::vector<Job>& jobs, const std::vector<std::string>& names)
+/// The same with the script and the path of the output.
+static Json toLongJson(const Job& job, const std::string& name)
+{
+    const JobDirectory directory(job);
+    Json document = toJson(job, name);
+    document["log"] = directory.logPath();
+    document["script"] = directory.isOurs() ? Json(directory.script()) : Json(nullptr);
+    return document;
+}
+
+void writeJsonList(const std::vector<Job>& jobs, const std::vector<std::string>& names, bool more)
 {
     Json list = Json::array();
     for (std::size_t i = 0; i < jobs.size(); ++i)
-        list.push_back(toJson(jobs[i], names[i]));
+        list.push_back(more ? toLongJson(jobs[i], names[i]) : toJson(jobs[i], names[i]));
     write(list);
 }
 
 void writeJsonJob(const Job& job, const std::string& name, bool more)
 {
-    Json document = toJson(job, name);
-    if (more) {
-        const JobDirectory directory(job);
-        document["log"] = directory.logPath();
-        document["script"] = directory.isOurs() ? Json(directory.script()) : Json(nullptr);
-    }
-    write(document);
+    write(more ? toLongJson(job, name) : toJson(job, name));
 }
 
 void writeJsonStatus(const char* server, const std::string& host, const Queue& queue)

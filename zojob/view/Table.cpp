@@ -67,11 +67,11 @@ static std::string clusterText(const Job& job)
     return printable("[" + job.cluster.id + " " + job.cluster.state + "] ");
 }
 
-static Row makeRow(const Job& job, bool wide)
+static Row makeRow(const Job& job, const std::string& name, bool wide)
 {
     const int status = exitStatus(job);
     Row row;
-    row[ID] = std::to_string(job.id);
+    row[ID] = printable(name);
     row[STATE] = stateName(job);
     row[EXIT] = status < 0 ? "-" : std::to_string(status);
     row[TIME] = job.startTime ? duration(job.runTime()) : "-";
@@ -99,14 +99,15 @@ static std::array<std::size_t, COLUMNS> columnWidths(const std::vector<Row>& row
     return widths;
 }
 
-void writeTable(const std::vector<Job>& jobs, const Options& options)
+void writeTable(const std::vector<Job>& jobs, const std::vector<std::string>& names,
+                const Options& options)
 {
     std::vector<Row> rows;
     if (!options.noHeader)
         rows.push_back(HEADER);
     const std::size_t first = rows.size();
-    for (const Job& job : jobs)
-        rows.push_back(makeRow(job, options.wide));
+    for (std::size_t i = 0; i < jobs.size(); ++i)
+        rows.push_back(makeRow(jobs[i], names[i], options.wide));
     const auto widths = columnWidths(rows);
     const std::size_t limit = options.wide ? UNLIMITED : terminalWidth();
     const bool color = wantsColor(options);

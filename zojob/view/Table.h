@@ -14,9 +14,10 @@ bool wantsColor(const Options& options);
 /// The state's name, coloured, and padded to `columns`.
 std::string coloredState(const Job& job, bool color, std::size_t columns);
 
-/// Writes the jobs as lines of columns to standard output. On a terminal they are cut
-/// to its width, unless all columns were asked for.
-void writeTable(const std::vector<Job>& jobs, const Options& options);
+/// Writes the jobs, with their names, as lines of columns to standard output. On a terminal they
+/// are cut to its width, unless all columns were asked for.
+void writeTable(const std::vector<Job>& jobs, const std::vector<std::string>& names,
+                const Options& options);
 
 /// Writes one line with a name and a value to standard output.
 void printField(const char* name, const std::string& value);
