@@ -21,6 +21,13 @@ static const double STEP = 0.02;    // seconds between two looks for the answer
 static const int MODE = 0600;
 static const char* const CANCELLED = "143 CANCELLED";  // as an engine writes it
 
+/// The queue's record names the files that the job's script needs.
+static bool isOfCluster(const Job& job)
+{
+    return job.command.find(" cluster/batch ") != std::string::npos &&
+           JobDirectory(job).hasScript();
+}
+
 static std::string path(const Job& job, const char* name)
 {
     return job.directory + "/cluster/" + name;
@@ -86,7 +93,7 @@ static void readEnd(Job& job, bool isKilled, long long& time)
 
 void readCluster(Job& job)
 {
-    if (job.isWaiting() || !JobDirectory(job).hasScript())
+    if (job.isWaiting() || !isOfCluster(job))
         return;
     const std::string id = readLine(path(job, "id"));
     if (id.empty())
@@ -116,11 +123,6 @@ void readClusters(std::vector<Job>& jobs)
 {
     for (Job& job : jobs)
         readCluster(job);
-}
-
-static bool isOfCluster(const Job& job)
-{
-    return JobDirectory(job).hasScript() && ::access(path(job, "batch").c_str(), F_OK) == 0;
 }
 
 void markKill(const Job& job)

@@ -129,6 +129,18 @@ static bool hasDirectory(const std::string& directives, const std::vector<std::s
     return hasOption(all, "-D") || hasOption(all, "--chdir") || hasOption(all, "--workdir");
 }
 
+/// Whether the batch script alone is to get a SIGTERM before the time limit.
+static bool isWarnedByTerm(const std::string& directives, const std::vector<std::string>& options)
+{
+    std::string all = directives;
+    for (const std::string& option : options)
+        all += " " + option;
+    for (const char* const signal : { "B:TERM", "B:SIGTERM", "B:15" })
+        if (all.find(signal) != std::string::npos)
+            return true;
+    return false;
+}
+
 std::string Slurm::batchText(const std::string& directory, const std::string& name,
                              const std::string& workDirectory, const std::string& command,
                              const std::string& script, const std::vector<std::string>& options)
@@ -136,8 +148,10 @@ std::string Slurm::batchText(const std::string& directory, const std::string& na
     const std::string directives = directivesOf(script);
     std::string text = "#!/bin/sh\n" + directive("job-name", name) +
                        directive("output", plainPath(directory + "/log")) +
-                       directive("open-mode", "append") + directives + assignment(directory) +
-                       SLURM_BATCH_START;
+                       directive("open-mode", "append") + directive("export", "ALL") + directives +
+                       assignment(directory) + SLURM_BATCH_START;
+    if (isWarnedByTerm(directives, options))
+        text += "trap 'zojob_s=1; kill -s TERM $zojob_p' TERM\n";
     // Slurm itself would go on in another directory.
     if (!hasDirectory(directives, options))
         text += "cd " + shellQuoted(workDirectory) + " || zojob_nowhere\n";

@@ -33,7 +33,7 @@ zojob_rest() {
 
 # Runs a program that a SIGTERM to all processes of the job must not end half-way. Where it came
 # before the program had begun, the status is 143.
-zojob_whole() { (trap '' TERM INT HUP; exec "$@"); }
+zojob_whole() { (trap '' TERM INT HUP; zojob_clean; exec "$@"); }
 
 # FILE TEXT: writes a file of the job's cluster directory, whole or not at all.
 zojob_put() {
@@ -50,11 +50,20 @@ zojob_error() {
     while read -r zojob_line; do zojob_error="$zojob_error$zojob_line "; done <"$zojob_c/error"
 }
 
-# OPTION...: what the cluster says, a line a job.
-zojob_squeue() {
-    squeue ${zojob_cluster:+-M "$zojob_cluster"} -h -t all "$@" \
-        -O 'JobArrayID:|,State:|,exit_code:|,Reason:|,NodeList:|,Command:|'
+# In a shell of its own: leaves out what would make the cluster's programs choose among the jobs, ask
+# back or wait.
+zojob_clean() {
+    unset SBATCH_WAIT SBATCH_EXPORT SQUEUE_ACCOUNT SQUEUE_FEDERATION SQUEUE_LICENSES SQUEUE_LOCAL
+    unset SQUEUE_NAMES SQUEUE_PARTITION SQUEUE_QOS SQUEUE_SIBLING SQUEUE_SORT SQUEUE_USERS
+    unset SCANCEL_ACCOUNT SCANCEL_BATCH SCANCEL_FULL SCANCEL_HURRY SCANCEL_INTERACTIVE SCANCEL_NAME
+    unset SCANCEL_PARTITION SCANCEL_QOS SCANCEL_STATE SCANCEL_USER SCANCEL_WCKEY
 }
+# OPTION...: what the cluster says, a line a job.
+zojob_squeue() (
+    zojob_clean
+    exec squeue ${zojob_cluster:+-M "$zojob_cluster"} -h -t all "$@" \
+        -O 'JobArrayID:|,State:|,exit_code:|,Reason:|,NodeList:|,Command:|'
+)
 # Asks for the job; fails while the cluster does not answer. A job that it does not know has no line.
 zojob_ask() {
     zojob_lines=$(exec 2>"$zojob_c/error"; zojob_squeue -j "$zojob_id") && return
@@ -190,6 +199,7 @@ zojob_hand_over() {
         # Without a shell between, which the signal would end although sbatch goes on.
         zojob_answer=$(
             trap '' TERM INT HUP
+            zojob_clean
             exec sbatch --parsable "$@" "$zojob_c/batch" 2>"$zojob_c/error"
         )
         zojob_status=$?
@@ -316,7 +326,11 @@ zojob_look() {
         zojob_lines=$zojob_all
         [ -z "$zojob_cluster" ] || zojob_ask || continue
         zojob_note
-        [ -e "$zojob_c/end" ] || [ ! -e "$zojob_d/kill" ] || zojob_cancel
+        if [ -e "$zojob_d/kill" ]; then
+            [ -e "$zojob_c/end" ] || zojob_cancel
+        elif [ -e "$zojob_c/end" ] && read -r zojob_status zojob_word <"$zojob_c/end"; then
+            zojob_explain "$zojob_word" 2>>"$zojob_d/log"
+        fi
     done
 }
 

@@ -117,8 +117,8 @@ TEST_F(Cluster, EveryEndIsTheJobs)
         { "", "kill -9 $$", 137, "" },
         { "-a1-6%3", "echo $SLURM_ARRAY_TASK_ID; exit $SLURM_ARRAY_TASK_ID", 6, "6\n" },
         { "-n3", "srun sh -c 'echo task $SLURM_PROCID'", 0, "task 2\n" },
-        { "--signal=B:USR1@55 -t1",
-          "trap 'echo warned; exit 4' USR1; kill -USR1 $PPID; sleep 9 & wait", 4, "warned\n" },
+        { "", "trap 'echo warned; exit 4' USR1; kill -USR1 $PPID; sleep 9 & wait", 4, "warned\n" },
+        { "--signal=B:TERM", "trap 'echo warned; exit 5' TERM; kill $PPID; sleep 9 & wait", 5, "" },
         { "", "scancel $SLURM_JOB_ID; sleep 60", 143, "zojob: cancelled on the cluster\n" },
         { "", "scontrol update JobId=$SLURM_JOB_ID TimeLimit=0; sleep 60", 124,
           "zojob: ran into the time limit of the cluster\n" },
@@ -153,6 +153,9 @@ TEST_F(Cluster, RunsAsItWasSubmitted)
     ::setenv("HOSTILE", "a\n\"b\" 'c' $(d) \\", 1);
     ::setenv("SLURM_JOB_ID", "99", 1);  // as within an allocation
     ::setenv("SLURM_ARRAY_TASK_ID", "77", 1);
+    for (const char* const hostile :
+         { "SBATCH_EXPORT=NONE", "SBATCH_WAIT=1", "SQUEUE_USERS=nobody", "SQUEUE_PARTITION=none" })
+        ::putenv(const_cast<char*>(hostile));
     const std::string line = "printf '%s|' \"$PWD\" \"$HOSTILE\" $SLURM_JOB_NAME "
                              "$SLURM_NTASKS$SLURM_ARRAY_TASK_ID";
     const std::string name =

@@ -1,3 +1,4 @@
+#include "jobs/Cluster.h"
 #include "jobs/JobName.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Text.h"
@@ -66,6 +67,8 @@ static int listAgainAndAgain(const Server& server, const Options& options)
         else if (secondsNow() < due) {
             watch.wait(due - secondsNow());
             continue;
+        } else {
+            readClusters(queue.jobs);  // no queue tells of what happens there
         }
         due = secondsNow() + options.watch;
         if (::isatty(STDOUT_FILENO))
