@@ -172,6 +172,15 @@ static void dropNulBytes(UtString& text)
     text.used = to + 1 - text.data;
 }
 
+/// Makes a file that this user can open again, whatever the umask. Returns a descriptor or -1.
+static int make(const char* path, int flags)
+{
+    const int fd = ::open(path, flags | O_CREAT, FILE_MODE);
+    if (fd >= 0)
+        ::fchmod(fd, FILE_MODE);  // fails for a file that somebody else has made meanwhile
+    return fd;
+}
+
 /// Opens the queue file for writing, and makes it where it is not there. Nobody else may write to
 /// it. Returns a descriptor, or -1 with errno set; `isNew` tells that it was made.
 static int openForWriting(const char* path, bool* isNew)
@@ -180,7 +189,7 @@ static int openForWriting(const char* path, bool* isNew)
     int fd = ::open(path, flags);
     *isNew = fd < 0 && errno == ENOENT;
     if (*isNew)
-        fd = ::open(path, flags | O_CREAT, FILE_MODE);
+        fd = make(path, flags);
     struct stat status;
     if (fd < 0 || ::fstat(fd, &status) != 0)
         return -1;
@@ -309,7 +318,7 @@ static int openLockFile(const char* path)
     const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     int fd = ::open(path, flags);
     if (fd < 0 && errno == ENOENT) {
-        fd = ::open(path, flags | O_CREAT, FILE_MODE);
+        fd = make(path, flags);
         if (fd >= 0)
             ZoDisk::syncParent(path);  // a journal without a name would be none
     }

@@ -202,13 +202,17 @@ TEST(Faults, WritersAtTheSameTimeLoseNothing)
 
 TEST(Faults, NobodyElseReadsTheQueue)
 {
-    ::umask(0);
     const SavedQueue queue(0);
-    ::unlink(queue.file.c_str());
-    queue.change();
-    for (const char* name : { "/.zojobs-node1", "/.zojobs.lock-node1" }) {
-        struct stat status = {};
-        EXPECT_EQ(0, ::stat((queue.home + name).c_str(), &status));
-        EXPECT_EQ(0600u, status.st_mode & 07777) << name;
+    for (const mode_t mask : { 0, 0777 }) {
+        ::umask(mask);
+        const std::string files[] = { queue.file, queue.home + "/.zojobs.lock-node1" };
+        for (const std::string& file : files)
+            ::unlink(file.c_str());
+        queue.change();
+        for (const std::string& file : files) {
+            struct stat status = {};
+            EXPECT_EQ(0, ::stat(file.c_str(), &status));
+            EXPECT_EQ(0600u, status.st_mode & 07777) << file << " with umask " << mask;
+        }
     }
 }
