@@ -1,6 +1,7 @@
 #include "schedule/ZoJobChild.h"
 
 #include "schedule/ZoClient.h"
+#include "schedule/ZoJobDirectory.h"
 #include "schedule/ZoProcess.h"
 #include "schedule/ZoQueueBracket.h"
 #include "utlib/UtDirectory.h"
@@ -20,28 +21,19 @@
 /// Between the command's end and its record: the server has answered the run request by then.
 static const int PAUSE_SECONDS = 1;
 
-/// Sends one stream to the file, or nowhere if that cannot be opened: without the descriptor, the
-/// next file that the command opens would get its number and be taken for output.
-static void redirect(FILE* stream, const char* path)
-{
-    if (!::freopen(path, "w", stream) && !::freopen("/dev/null", "w", stream))
-        return;
-    const int fd = ::fileno(stream);
-    // Both streams have a position of their own; appending, neither writes over the other.
-    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_APPEND);
-}
-
-/// Sends output to "log" in the job's directory. Without that directory it goes where the server's
-/// goes.
+/// Sends output to "log" in the job's directory, or nowhere if that cannot be opened: without the
+/// descriptor, the next file that the command opens would get its number and be taken for output.
+/// Without that directory output goes where the server's goes.
 static void redirectOutput(const char* directory)
 {
-    char path[4096];
-    const int n = ::snprintf(path, sizeof path, "%s/log", directory);
     if (!UtDirectory::isDirectory(directory))
         return;
-    const bool fits = n > 0 && n < (int)sizeof path;
-    redirect(stdout, fits ? path : "/dev/null");
-    redirect(stderr, fits ? path : "/dev/null");
+    const int log = ZoJobDirectory::openLog(directory);
+    const int fd = log >= 0 ? log : ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    ::fflush(stdout);
+    ::dup2(fd, STDOUT_FILENO);
+    ::dup2(fd, STDERR_FILENO);
+    ::close(fd);
 }
 
 /// Waits for the shell's end. What the command has orphaned comes to this process, so that a kill

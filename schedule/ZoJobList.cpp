@@ -4,6 +4,7 @@
 #include "schedule/ZoIdentity.h"
 #include "schedule/ZoJobChild.h"
 #include "schedule/ZoJobChildren.h"
+#include "schedule/ZoJobDirectory.h"
 #include "schedule/ZoProcessTree.h"
 #include "schedule/ZoQueueBracket.h"
 #include "schedule/ZoQueueFile.h"
@@ -13,13 +14,15 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 static const int DIRECTORY_MODE = 0775;
 static const int MARKER_MODE = 0664;
+static const int LOG_FILE_MODE = 0600;  // commands stand in it
 
 UtFilename ZoJobList::logFile;
 
@@ -85,8 +88,10 @@ void ZoJobList::submit(const char* command, const char* description, const char*
         job->directory = fresh;
     }
     if (job->directory.length() > 0) {
+        UtString path;
         UtFilename marker;
-        marker.printf("%s/.%lld", (const char*)job->directory, job->id);
+        ZoJobDirectory::formatMarker(path, job);
+        marker = path;
         marker.create(MARKER_MODE);  // without it the next load drops the job
         ZoDisk::syncPath(marker);
         ZoDisk::syncPath(job->directory);
@@ -96,39 +101,6 @@ void ZoJobList::submit(const char* command, const char* description, const char*
     const ZoQueueBracket bracket(*this);
     jobs.append(job);
     writeQueue(jobs);
-}
-
-/// Whether deleting the directory would take the whole file system or the home directory along.
-static bool isDangerous(const char* directory, const char* home)
-{
-    char* const path = ::realpath(directory, nullptr);
-    char* const homePath = ::realpath(home, nullptr);
-    bool result = false;
-    if (path) {
-        const char* const kept = homePath ? homePath : home;
-        const size_t n = ::strlen(path);
-        result = n == 1 || (::strncmp(kept, path, n) == 0 && (!kept[n] || kept[n] == '/'));
-    }
-    ::free(path);
-    ::free(homePath);
-    return result;
-}
-
-/// Deletes the directory of a job that has left the queue. What cannot be deleted stays: the job
-/// has gone either way.
-static void removeDirectory(UtHandle<ZoJob> job, const char* home)
-{
-    UtFilename marker;
-    marker.printf("%s/.%lld", (const char*)job->directory, job->id);
-    if (!marker.doesExist())
-        return;
-    if (isDangerous(job->directory, home)) {
-        ::unlink(marker);
-        return;
-    }
-    UtTmpDir directory("foo", false, false);
-    directory = job->directory;
-    directory.remove();
 }
 
 int ZoJobList::remove(UtHandle<ZoJob> job)
@@ -145,7 +117,7 @@ int ZoJobList::remove(UtHandle<ZoJob> job)
         jobs.remove(i, 1);
         writeQueue(jobs);
     }
-    removeDirectory(found, homeDirectory);
+    ZoJobDirectory::remove(found, homeDirectory);
     return 0;
 }
 
@@ -312,11 +284,26 @@ void ZoJobList::leaveBracket()
     queueFile->forget();
 }
 
+/// Opens the log file, and makes it where it is not there, for this user only. Another user's file,
+/// and what a link leads to, stays as it is; a pipe is not waited for. Returns null then.
+static FILE* openLogFile(const char* path)
+{
+    const int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int fd = ::open(path, flags, LOG_FILE_MODE);
+    struct stat status;
+    if (fd < 0)
+        return nullptr;
+    const bool isOurs =
+        ::fstat(fd, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_uid == ::geteuid());
+    FILE* const file = isOurs ? ::fdopen(fd, "a") : nullptr;
+    if (!file)
+        ::close(fd);
+    return file;
+}
+
 void ZoJobList::log(const char* format, ...)
 {
-    if (logFile.length() < 1)
-        return;
-    FILE* const file = ::fopen(logFile, "ae");
+    FILE* const file = logFile.length() < 1 ? nullptr : openLogFile(logFile);
     if (!file)
         return;
     const time_t now = ::time(nullptr);

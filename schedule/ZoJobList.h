@@ -56,10 +56,12 @@ public:
 
     /// Takes a job out of the queue, whatever its state, and deletes its directory with everything
     /// in it; only "/", the home directory and directories above it stay, less the marker file. A
-    /// running command is not stopped. Returns 0, or -1 when the queue file does not hold the job.
+    /// large one may still be going, under another name, when this returns. A running command is
+    /// not stopped. Returns 0, or -1 when the queue file does not hold the job.
     int remove(UtHandle<ZoJob> job);
 
     /// Appends one line, which must end in "\n", to the log file: local time, process id, message.
+    /// A log file that is a link or another user's is left alone.
     static void log(const char* format, ...) UT_PRINTF(1, 2);
 
     /// Loads the queue in place of the array's contents: from the lock file when that holds a whole

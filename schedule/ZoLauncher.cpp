@@ -4,7 +4,6 @@
 #include "utlib/UtDArray.h"
 
 #include <cstdio>
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,11 +15,7 @@ static UtDArray<int> theLaunchers;  ///< process ids of launchers whose ends are
 /// Becomes the launcher. Only calls that are safe after fork in a process with threads.
 [[noreturn]] static void becomeServer(const char* launcher, const char* port)
 {
-    ::setsid();  // fails only for the leader of a group, which a forked child is not
-    ZoProcess::resetSignals();
-    const int null = ::open("/dev/null", O_RDWR);
-    for (int fd = STDIN_FILENO; null >= 0 && fd <= STDERR_FILENO; ++fd)
-        ::dup2(null, fd);  // a pipe held open would make its reader wait for the server's end
+    ZoProcess::detach();
     ZoProcess::closeDescriptorsOnExec();
     ::execl(launcher, launcher, "-jobserver", port, (char*)nullptr);
     ::_exit(ZoLauncher::NOT_EXECUTABLE);

@@ -16,6 +16,14 @@ public:
     /// process with threads.
     static void closeDescriptorsOnExec();
 
+    /// Closes everything but the standard descriptors and the given one. Returns its new number.
+    static int closeOthers(int kept);
+
+    /// Leaves the session of a process just forked, its signals and its standard descriptors, so
+    /// that nothing that happens there concerns this one, and nobody there waits for its end. Safe
+    /// after fork in a process with threads.
+    static void detach();
+
     /// Gives every signal its default action and unblocks all: a program that ignores SIGPIPE or
     /// SIGCHLD would hand that on to every command. Safe after fork in a process with threads.
     static void resetSignals();

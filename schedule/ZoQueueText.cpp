@@ -1,8 +1,9 @@
 #include "schedule/ZoQueueText.h"
 
+#include "schedule/ZoJobDirectory.h"
 #include "schedule/ZoNumber.h"
-#include "utlib/UtFilename.h"
 
+#include <initializer_list>
 #include <typeinfo>
 
 /// Characters up to which the memory of a job serves again.
@@ -94,14 +95,6 @@ static void readRecord(const char*& text, UtHandle<ZoJob> job, UtString& field)
     job->pid = zoNarrow(getNumber(text, field));
 }
 
-/// The path of the job's marker file.
-static void formatMarker(UtString& path, UtHandle<ZoJob> job)
-{
-    path = job->directory;
-    path.appendText("/.", 2);
-    zoAppendNumber(path, job->id);
-}
-
 /// An object for the job that comes to stand at index i of the array, to be filled in every field.
 /// The one that stands there now serves again, as far as its memory goes: freeing and allocating it
 /// anew would cost more than the parsing. Not when somebody else holds it or it is more than a
@@ -121,7 +114,6 @@ void ZoQueueText::read(const char* text, UtDArray<UtHandle<ZoJob>>& intoJobs)
 {
     long count = 0;
     UtString field, path;
-    UtFilename marker;
     for (const char* rest = text; *rest;) {
         const int state = zoNarrow(getNumber(rest, field));
         if (state < ZoJob::WAITING || state > ZoJob::KILLED)
@@ -129,9 +121,8 @@ void ZoQueueText::read(const char* text, UtDArray<UtHandle<ZoJob>>& intoJobs)
         UtHandle<ZoJob> job = jobFor(intoJobs, count);
         job->state = state;
         readRecord(rest, job, field);
-        formatMarker(path, job);
-        marker = path;
-        if (!marker.doesExist())
+        ZoJobDirectory::formatMarker(path, job);
+        if (!ZoJobDirectory::hasMarker(path))
             continue;
         if (count == intoJobs.size())
             intoJobs.append(job);

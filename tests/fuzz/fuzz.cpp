@@ -19,6 +19,7 @@
 #include <sstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 typedef UtDArray<UtHandle<ZoJob>> Jobs;
@@ -66,9 +67,14 @@ time_t time(time_t*) noexcept
     return ++theTime;
 }
 // Every job in a queue file has its marker file.
-int access(const char* path, int mode) noexcept
+int fstatat(int directory, const char* path, struct stat* status, int flags) noexcept
 {
-    return theTarget == 'q' ? 0 : ::faccessat(AT_FDCWD, path, mode, 0);
+    if (theTarget != 'q')
+        return (int)::syscall(SYS_newfstatat, directory, path, status, flags);
+    *status = {};
+    status->st_mode = S_IFREG;
+    status->st_uid = ::geteuid();
+    return 0;
 }
 }
 

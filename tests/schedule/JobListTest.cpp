@@ -9,7 +9,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <regex>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +19,8 @@
 namespace fs = std::filesystem;
 
 static bool forkFails;
+static long long clockStep;               // milliseconds that go by from one look to the next
+static std::function<void()> onDeletion;  // before each
 static std::function<void(pid_t)> onSignal;
 
 // These replace libc's, for the libraries too.
@@ -39,6 +43,21 @@ extern "C" int kill(pid_t pid, int signal) noexcept
     onSignal(signal == SIGTERM ? pid : -1);
     return 0;
 }
+extern "C" int clock_gettime(clockid_t id, timespec* time) noexcept
+{
+    static long long passed = 0;
+    passed += clockStep;
+    const int result = (int)::syscall(SYS_clock_gettime, id, time);
+    time->tv_sec += passed / 1000;
+    return result;
+}
+
+extern "C" int unlinkat(int directory, const char* path, int flags) noexcept
+{
+    if (onDeletion)
+        onDeletion();
+    return (int)::syscall(SYS_unlinkat, directory, path, flags);
+}
 #pragma GCC visibility pop
 
 /// The queue of the test's user, and a directory "d" with the markers of jobs.
@@ -51,6 +70,8 @@ protected:
     {
         forkFails = false;
         onSignal = nullptr;
+        onDeletion = nullptr;
+        clockStep = 0;
         ZoJobList::logFile = "scheduler.log";
         fs::create_directory("d");
         for (const char* marker : { "d/.1", "d/.2", "d/.3", "d/.4", "d/.5000000000" })
@@ -186,6 +207,84 @@ TEST_F(JobList, NeverDeletesTheHomeOrADirectoryThatHoldsIt)
         EXPECT_TRUE(fs::exists("d/home/me/keep") && fs::exists("d/link")) << kept;
     }
     EXPECT_FALSE(fs::exists("d/home/m")) << "this one holds nothing of the home";
+}
+
+TEST_F(JobList, DeletesTheDirectoryThatItHasJudgedWhateverItsNameLeadsToMeanwhile)
+{
+    fs::create_directory("documents");
+    Sandbox::write("documents/.1700000000", "precious");
+    list.submit("x", "", "d");
+    onDeletion = [] {
+        onDeletion = nullptr;
+        fs::rename("d", "swapped");
+        fs::create_directory_symlink("documents", "d");
+    };
+    EXPECT_EQ(0, list.remove(list.jobs[0]));
+    EXPECT_TRUE(fs::is_empty("swapped"));
+    EXPECT_EQ("precious", Sandbox::read("documents/.1700000000"));
+}
+
+TEST_F(JobList, DeletesTheRestOfALargeDirectoryWhileNobodyWaits)
+{
+    for (int i = 0; i < 100; ++i)
+        Sandbox::write("d/" + std::to_string(i), "");
+    list.submit("x", "", "d");
+    int inherited[2];
+    ASSERT_EQ(0, ::pipe(inherited));
+    onDeletion = [] { ::usleep(10000); };
+    clockStep = 100;
+    EXPECT_EQ(0, list.remove(list.jobs[0]));
+    clockStep = 0;
+    EXPECT_FALSE(fs::exists("d"));
+    const auto isLeft = [] {
+        for (const auto& entry : fs::directory_iterator("."))
+            if (entry.path().filename().string().rfind(".kelvo-removed", 0) == 0)
+                return true;
+        return false;
+    };
+    EXPECT_TRUE(isLeft());
+    ::close(inherited[1]);
+    struct pollfd wait = { inherited[0], POLLIN, 0 };
+    EXPECT_EQ(1, ::poll(&wait, 1, 200)) << "who deletes holds what a client may wait for";
+    EXPECT_TRUE(Sandbox::waitFor([&] { return !isLeft(); }));
+}
+
+TEST_F(JobList, TakesNothingOfOthersForItsOwn)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can have a second user id here";
+    const auto asStranger = [](const std::function<void()>& what) {
+        ::seteuid(65534);
+        what();
+        ::seteuid(0);
+    };
+    ::umask(0);
+    for (const char* place :
+         { "marker-link", "marker-other", "log-link", "log-own-link", "log-pipe" })
+        fs::create_directory(place);
+    for (const char* file : { "precious", "emptied" })
+        Sandbox::write(file, "text");
+    fs::create_symlink("../precious", "marker-link/.1");
+    fs::create_symlink("../emptied", "log-own-link/log");
+    ::mkfifo("log-pipe/log", 0666);
+    asStranger([] {
+        Sandbox::write("marker-other/.1", "");
+        fs::create_symlink("../precious", "log-link/log");
+    });
+    load("10:x::marker-link:1:0:0:0:-1\n10:x::marker-other:1:0:0:0:-1\n");
+    EXPECT_EQ(0, list.jobs.size());
+    for (const char* directory : { "log-link", "log-own-link", "log-pipe" }) {
+        list.submit("echo out", "", directory);
+        EXPECT_EQ(1, list.run(nullptr));
+        ::waitpid(list.jobs[list.jobs.size() - 1]->pid, nullptr, 0);
+    }
+    for (const char* file : { "log-link/log", "new.log" }) {
+        ZoJobList::logFile = file;
+        ZoJobList::log("a line\n");
+    }
+    EXPECT_EQ("text", Sandbox::read("precious"));
+    EXPECT_EQ("Starting \"echo out\"\nout\n", Sandbox::read("emptied"));
+    EXPECT_EQ((fs::perms)0600, fs::status("new.log").permissions());
 }
 
 TEST_F(JobList, RunsNothingThatDoesNotWait)
