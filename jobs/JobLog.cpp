@@ -78,6 +78,31 @@ void JobLog::skipToLast(long lines)
     position = end;
 }
 
+long long JobLog::unread() const
+{
+    struct stat status;
+    if (::fstat(fd, &status) != 0)
+        throw JobError(JobError::FILE_FAILED, withReason("cannot read " + path));
+    return status.st_size - position;
+}
+
+long long JobLog::goToLast(long long bytes)
+{
+    position = 0;
+    skipStart();
+    if (unread() <= bytes)
+        return 0;
+    position += (off_t)(unread() - bytes);
+    std::vector<char> buffer(CHUNK);
+    const std::size_t size = readAt(buffer.data(), buffer.size(), position);
+    for (std::size_t i = 0; i < size; ++i)
+        if (buffer[i] == '\n') {
+            position += (off_t)i + 1;
+            break;
+        }
+    return position;
+}
+
 std::string JobLog::read(std::size_t most)
 {
     skipStart();

@@ -25,6 +25,14 @@ public:
     /// Leaves out all but the last lines of what has not been read yet. The file must be open.
     void skipToLast(long lines);
 
+    /// Bytes that have not been read yet; negative when the file has been cut since. The file must
+    /// be open.
+    long long unread() const;
+
+    /// Goes to the start of the first line within the last so many bytes of the file, or to the
+    /// start of a shorter one. Returns how many bytes lie before. The file must be open.
+    long long goToLast(long long bytes);
+
     /// What comes next, at most so many bytes; empty when there is no more for now. The file must
     /// be open.
     std::string read(std::size_t most);
