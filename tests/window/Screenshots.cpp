@@ -1,0 +1,194 @@
+// Makes the pictures of doc/window.md: window_screenshots DIRECTORY. The jobs are real ones, but
+// for those of the past.
+#include "tests/window/WindowWorld.h"
+
+#include "schedule/ZoJob.h"
+#include "window/MainWindow.h"
+#include "window/NewJobDialog.h"
+#include "window/OutputView.h"
+#include "window/ZoJobPanel.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QFont>
+#include <QHash>
+#include <QImage>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+static QString theDirectory;
+
+/// With a table of the colours that are used most: a third of the bytes, and nothing to be seen of
+/// it.
+static QImage withTable(const QImage& image)
+{
+    QHash<QRgb, int> counts;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            ++counts[image.pixel(x, y)];
+    QVector<QRgb> colours(counts.keyBegin(), counts.keyEnd());
+    std::sort(colours.begin(), colours.end(),
+              [&](QRgb a, QRgb b) { return counts[a] > counts[b]; });
+    colours.resize(std::min<int>(256, int(colours.size())));
+    return image.convertToFormat(QImage::Format_Indexed8, colours);
+}
+
+static void save(QWidget& widget, const char* name)
+{
+    WindowWorld::waitFor([] { return false; }, 0.5);  // for what is drawn a moment later
+    const QImage image = withTable(widget.grab().toImage());
+    image.save(theDirectory + "/" + name + ".png", "PNG", 0);
+}
+
+static std::unique_ptr<MainWindow> openWindow(const QSize& size, bool dark)
+{
+    QApplication::setPalette(dark ? WindowWorld::dark() : WindowWorld::light());
+    auto window = std::make_unique<MainWindow>(WindowWorld::root());
+    window->resize(size);
+    window->show();
+    return window;
+}
+
+static bool hasState(const MainWindow& window, ZoJobRow::State state)
+{
+    for (const ZoJobRow& job : window.panel->model()->rows())
+        if (job.state == state)
+            return true;
+    return false;
+}
+
+static bool outputHas(MainWindow& window, const char* text)
+{
+    return window.findChild<OutputView*>()->toPlainText().contains(text);
+}
+
+/// Types a job into the dialog.
+static NewJobDialog* typeJob(MainWindow& window, const QString& command, const QString& label)
+{
+    window.panel->action(ZoJobPanel::NEW_JOB)->trigger();
+    auto* dialog = window.findChild<NewJobDialog*>();
+    dialog->command->setPlainText(command);
+    dialog->label->setText(label);
+    return dialog;
+}
+
+static void submit(MainWindow& window, const QString& command, const QString& label)
+{
+    const int before = int(window.panel->model()->rows().size());
+    typeJob(window, command, label)->submit();
+    WindowWorld::waitFor([&] { return window.panel->model()->rows().size() > before; });
+    WindowWorld::waitFor([] { return false; }, 0.3);
+}
+
+static const char* const BUILD =
+    "printf '\\033[32m[ 12%%]\\033[0m Building UtString.cpp\\n'\n"
+    "printf '\\033[32m[ 37%%]\\033[0m Building ZoJobList.cpp\\n'\n"
+    "printf '\\033[1;33mwarning:\\033[0m this machine has 2 processors only\\n'\n"
+    "printf '\\033[32m[ 61%%]\\033[0m Building ZoJobServer.cpp\\n'\n"
+    "printf 'linking  10%%\\rlinking  74%%'; sleep 60";
+
+static void pictureEmpty()
+{
+    auto window = openWindow(QSize(800, 600), false);
+    WindowWorld::waitFor([] { return false; }, 0.5);
+    save(*window, "empty");
+}
+
+static void pictureRunning()
+{
+    auto window = openWindow(QSize(1280, 800), false);
+    submit(*window, BUILD, "build of the library");
+    submit(*window, "ctest --test-dir build -j2", "");
+    submit(*window, "cp -a build/package /srv/packages", "copy the package");
+    WindowWorld::waitFor([&] { return hasState(*window, ZoJobRow::RUNNING); });
+    window->panel->selectJob(window->panel->model()->rows()[0].id,
+                             window->panel->model()->rows()[0].directory);
+    WindowWorld::waitFor([&] { return outputHas(*window, "74%"); });
+    WindowWorld::waitFor([] { return false; }, 4);
+    save(*window, "running");
+    NewJobDialog* const dialog =
+        typeJob(*window, "nice make -C ~/photos thumbnails", "thumbnails of the holiday");
+    dialog->directory->setText("/home/tester/photos");
+    save(*dialog, "new-job");
+    dialog->reject();
+    Sandbox::request(Sandbox::SCHEDULE_PORT, "tester kill\n");
+    WindowWorld::waitFor([&] { return !hasState(*window, ZoJobRow::RUNNING); });
+}
+
+static void pictureFailed()
+{
+    WindowWorld::makePast({
+        { "backup.sh /home /srv/backup", ZoJob::DONE, 0, 5400, 900, "1,204 files\n" },
+        { "make -C kernel bzImage", ZoJob::DONE, 2, 4300, 700,
+          "  CC      init/main.o\n  CC      kernel/fork.o\n"
+          "kernel/fork.c:118:9: \033[1;31merror:\033[0m 'nr_threads' undeclared\n"
+          "make[1]: *** [scripts/Makefile.build:250: kernel/fork.o] Error 1\n"
+          "make: *** [Makefile:1906: kernel] Error 2\n" },
+        { "make -C kernel modules", ZoJob::KILLED, 143, 3400, 300, "  CC [M]  fs/ext4/super.o\n" },
+        { "rsync -a photos/ nas:photos", ZoJob::DONE, 0, 3000, 2100, "sent 2,113 files\n" },
+    });
+    auto window = openWindow(QSize(800, 600), true);
+    WindowWorld::waitFor([&] { return window->panel->model()->rows().size() == 4; });
+    const ZoJobRow failed = window->panel->model()->rows()[1];
+    window->panel->selectJob(failed.id, failed.directory);
+    WindowWorld::waitFor([&] { return outputHas(*window, "Error 2"); });
+    save(*window, "failed");
+}
+
+static void pictureHundred()
+{
+    const char* const commands[] = { "simulate --case harbour --step %", "render frame-%.scene",
+                                     "solve mesh-%.inp", "tar czf results-%.tar.gz results-%" };
+    std::vector<WindowWorld::Past> jobs;
+    static std::vector<std::string> texts(100);
+    long long left = 7 * 3600;
+    for (int i = 0; i < 100; ++i) {
+        std::string& text = texts[i] = commands[i % 4];
+        for (std::size_t at; (at = text.find('%')) != std::string::npos;)
+            text.replace(at, 1, std::to_string(i + 1));
+        const long long seconds = 40 + (i * 7919) % 560;
+        const bool waits = i >= 78 || left < seconds;
+        const int state = waits ? ZoJob::WAITING : i % 23 == 5 ? ZoJob::KILLED : ZoJob::DONE;
+        const int status = i % 13 == 9 ? 1 : 0;
+        jobs.push_back({ text.c_str(), state, status, left, seconds,
+                         status ? "reading input\nsolver: no convergence after 400 steps\n"
+                                : "reading input\nstep 400 of 400\ndone\n" });
+        left -= seconds + (i % 19 == 0 ? 900 : 2);
+    }
+    WindowWorld::makePast(jobs);
+    for (const bool dark : { false, true }) {
+        auto window = openWindow(dark ? QSize(1280, 800) : QSize(800, 600), dark);
+        WindowWorld::waitFor([&] { return window->panel->model()->rows().size() == 100; });
+        const ZoJobRow job = window->panel->model()->rows()[61];
+        window->panel->selectJob(job.id, job.directory);
+        WindowWorld::waitFor([&] { return outputHas(*window, "reading"); });
+        save(*window, dark ? "hundred-dark" : "hundred-light");
+    }
+}
+
+int main(int argc, char** argv)
+{
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: window_screenshots DIRECTORY\n");
+        return 2;
+    }
+    theDirectory = QDir(argv[1]).absolutePath();
+    Sandbox::enter(argv);
+    Sandbox::enterNew();
+    QApplication application(argc, argv);
+    QApplication::setFont(QFont("DejaVu Sans", 9));
+    QApplication::setQuitOnLastWindowClosed(false);
+    for (auto* const picture : { pictureEmpty, pictureRunning, pictureFailed, pictureHundred }) {
+        Sandbox::enterNew();
+        picture();
+        WindowWorld::endServer();
+    }
+    return 0;
+}
