@@ -177,8 +177,11 @@ static bool isDue(const Job& job)
 {
     struct stat status;
     const std::string file = path(job, "asked");
-    if (::stat(file.c_str(), &status) == 0 && std::time(nullptr) - status.st_mtime < ASK_AGAIN)
-        return false;
+    if (::stat(file.c_str(), &status) == 0) {
+        const std::time_t age = std::time(nullptr) - status.st_mtime;
+        if (age >= 0 && age < ASK_AGAIN)  // below 0 the clock was set back meanwhile
+            return false;
+    }
     const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, MODE);
     if (fd < 0)
         return false;  // and nothing could be noted

@@ -27,6 +27,9 @@ Job::Job(const ZoJob& record)
 {
 }
 
+/// The largest run time, for what a damaged record says; a number that a long long can hold.
+static const double MOST_SECONDS = 9e18;
+
 UtHandle<ZoJob> Job::record() const
 {
     const UtHandle<ZoJob> result = new ZoJob;
@@ -47,7 +50,7 @@ long long Job::runTime() const
         if (files.endTime() > 0 && state != ZoJob::KILLED)
             end = files.endTime();
     }
-    return startTime ? (long long)std::max(0.0, end - start) : 0;
+    return startTime ? (long long)std::clamp(end - start, 0.0, MOST_SECONDS) : 0;
 }
 
 /// When this machine was started, in seconds since the epoch.

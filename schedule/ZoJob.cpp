@@ -2,6 +2,7 @@
 
 #include "schedule/ZoProtocol.h"
 
+#include <climits>
 #include <ctime>
 
 ZoJob::ZoJob() = default;
@@ -10,7 +11,9 @@ ZoJob::~ZoJob() = default;
 
 long long ZoJob::runTime() const
 {
-    return (state == RUNNING ? (long long)::time(nullptr) : endTime) - startTime;
+    const long long end = state == RUNNING ? (long long)::time(nullptr) : endTime;
+    const unsigned long long seconds = (unsigned long long)end - (unsigned long long)startTime;
+    return end <= startTime ? 0 : seconds > LLONG_MAX ? LLONG_MAX : (long long)seconds;
 }
 
 ZoJob* ZoJob::createFromMessage(const char* line)

@@ -26,7 +26,7 @@ public:
     ~ZoJob() override;
 
     /// Seconds that the job has run: up to now by this machine's clock while it is running, else
-    /// from its start to its end; 0 for a waiting job.
+    /// from its start to its end; 0 for a waiting job, and where the clock was set back meanwhile.
     long long runTime() const;
 
     /// Builds a job from one line of the list reply, for instance

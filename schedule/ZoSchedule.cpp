@@ -57,6 +57,12 @@ static int ZoScheduleInit(const char* host, const char* rootDirectory, const cha
     return reply == ZoProtocol::REPLY_ERROR ? -1 : 0;
 }
 
+/// Whether it is too early for another start-up. A clock that was set back counts as time passed.
+static bool hasJustInit(long long lastInit, long long now)
+{
+    return now >= lastInit && now - lastInit < START_INTERVAL;
+}
+
 int ZoScheduleOpen(const char* host, const char* rootDirectory, const char* third,
                    const char* fourth)
 {
@@ -70,7 +76,7 @@ int ZoScheduleOpen(const char* host, const char* rootDirectory, const char* thir
     if (fd >= 0)
         return fd;
     const long long now = ::time(nullptr);
-    if (fd == ZoClient::STRANGER || now - lastInit < START_INTERVAL)
+    if (fd == ZoClient::STRANGER || hasJustInit(lastInit, now))
         return -1;
     lastInit = now;
     if (ZoScheduleInit(host, rootDirectory, third, fourth) == -1)

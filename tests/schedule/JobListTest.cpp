@@ -1,6 +1,7 @@
 // The job record and the job list, in this process; jobs run in forks of it.
 
 #include "schedule/ZoJobList.h"
+#include "schedule/ZoSchedule.h"
 #include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
 
@@ -9,6 +10,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <limits>
 #include <poll.h>
 #include <regex>
 #include <sys/stat.h>
@@ -18,6 +20,8 @@
 
 namespace fs = std::filesystem;
 
+static time_t theTime;
+static bool sleepIsShort;
 static bool forkFails;
 static long long clockStep;               // milliseconds that go by from one look to the next
 static std::function<void()> onDeletion;  // before each
@@ -27,7 +31,12 @@ static std::function<void(pid_t)> onSignal;
 #pragma GCC visibility push(default)
 extern "C" time_t time(time_t*) noexcept
 {
-    return 1700000000;  // 22:13:20 UTC
+    return theTime;
+}
+
+extern "C" unsigned sleep(unsigned seconds)
+{
+    return sleepIsShort ? 0 : (::usleep(seconds * 1000000), 0);
 }
 
 extern "C" pid_t fork() noexcept
@@ -68,12 +77,14 @@ protected:
 
     JobList()
     {
-        forkFails = false;
+        theTime = 1700000000;  // 22:13:20 UTC
+        sleepIsShort = forkFails = false;
         onSignal = nullptr;
         onDeletion = nullptr;
         clockStep = 0;
         ZoJobList::logFile = "scheduler.log";
-        fs::create_directory("d");
+        for (const char* directory : { "d", "bin" })
+            fs::create_directory(directory);
         for (const char* marker : { "d/.1", "d/.2", "d/.3", "d/.4", "d/.5000000000" })
             Sandbox::write(marker, "");
     }
@@ -398,4 +409,44 @@ TEST_F(JobList, AKilledJobWhoseChildLivesOnStaysKilled)
     EXPECT_EQ(1, list.kill());
     EXPECT_EQ(list.jobs[0]->pid, ::waitpid(list.jobs[0]->pid, nullptr, 0));
     EXPECT_EQ(0U, queue().find("13:")) << queue();
+}
+
+TEST_F(JobList, RunTimesAreNeverNegativeAndAlwaysFit)
+{
+    const long long most = std::numeric_limits<long long>::max(),
+                    least = std::numeric_limits<long long>::min();
+    const struct {
+        int state;
+        long long start, end, runTime;
+    } cases[] = { { ZoJob::RUNNING, theTime - 60, 0, 60 }, { ZoJob::RUNNING, theTime + 3600, 0, 0 },
+                  { ZoJob::DONE, 100, 160, 60 },           { ZoJob::KILLED, 160, 100, 0 },
+                  { ZoJob::DONE, least, most, most },      { ZoJob::DONE, most, least, 0 },
+                  { ZoJob::RUNNING, least, 0, most },      { ZoJob::WAITING, 0, 0, 0 } };
+    for (const auto& [state, start, end, runTime] : cases) {
+        ZoJob job;
+        job.state = state;
+        job.startTime = start;
+        job.endTime = end;
+        EXPECT_EQ(runTime, job.runTime()) << state << " from " << start << " to " << end;
+    }
+}
+
+TEST_F(JobList, AClockThatWentBackKeepsNobodyFromStartingAServer)
+{
+    Sandbox::write("bin/start", "#!/bin/sh\necho >> starts");
+    fs::permissions("bin/start", fs::perms::owner_all);
+    ::setenv("JOB_PORT", std::to_string(Sandbox::freePort()).c_str(), 1);
+    sleepIsShort = true;
+    const struct {
+        long long passed;  // since the first call
+        bool starts;
+    } calls[] = { { 0, true }, { 10, false }, { -3600, true }, { -3590, false }, { -3589, true } };
+    std::string starts;
+    const time_t first = theTime;
+    for (const auto& [passed, isStart] : calls) {
+        theTime = first + passed;
+        EXPECT_EQ(-1, ZoScheduleOpen(nullptr, ".", "", ""));
+        starts += isStart ? "\n" : "";
+        EXPECT_TRUE(Sandbox::waitFor([&] { return Sandbox::read("starts") == starts; })) << passed;
+    }
 }
