@@ -2,6 +2,7 @@
 
 #include "jobs/JobDirectory.h"
 #include "jobs/Text.h"
+#include "schedule/ZoJobChildren.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -53,6 +54,12 @@ long long Job::runTime() const
     return startTime ? (long long)std::clamp(end - start, 0.0, MOST_SECONDS) : 0;
 }
 
+bool Job::hasLostItsId() const
+{
+    return isRunning() && pid > 0 && ::kill(pid, 0) == 0 &&
+           !ZoJobChildren::isJobChild(pid, startTime);
+}
+
 /// When this machine was started, in seconds since the epoch.
 static long long bootTime()
 {
@@ -65,7 +72,7 @@ bool Job::isAbandoned() const
 {
     if (!isRunningHere() || pid <= 0)
         return false;
-    return startTime < bootTime() || (::kill(pid, 0) != 0 && errno == ESRCH);
+    return startTime < bootTime() || (::kill(pid, 0) != 0 && errno == ESRCH) || hasLostItsId();
 }
 
 std::string stateName(const Job& job)

@@ -50,6 +50,10 @@ struct Job {
     /// Whether the process that would record the end of this running job is certainly gone from
     /// this machine. Only a server can end the record then.
     bool isAbandoned() const;
+
+    /// Whether its process, too, has certainly gone, and the id has come to another process of this
+    /// machine, which a kill would meet.
+    bool hasLostItsId() const;
 };
 
 /// The states in their order, and what they are called.

@@ -18,7 +18,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// Between the command's end and its record: the server has answered the run request by then.
+/// Between the command's end and its record, when the server has answered the run request, and
+/// between two tries to save that.
 static const int PAUSE_SECONDS = 1;
 
 /// Sends output to "log" in the job's directory, or nowhere if that cannot be opened: without the
@@ -96,18 +97,41 @@ static UtHandle<ZoJob> findOwn(ZoJobList& list, UtHandle<ZoJob> job)
         if (other->pid == own && other->id == job->id && other->directory == job->directory)
             return other;
     }
-    return list.find(job, list.jobs);  // the server could not save the process
+    return UtHandle<ZoJob>();
 }
 
-static void recordEnd(ZoJobList& list, UtHandle<ZoJob> job)
+/// Whether the queue holds that this process runs the job.
+static bool isRecorded(ZoJobList& list, UtHandle<ZoJob> job)
+{
+    const ZoQueueBracket bracket(list);
+    job = findOwn(list, job);
+    return job && job->state == ZoJob::RUNNING;
+}
+
+/// Saves that the job has ended, unless it was killed or removed. Returns 0, or -1 when the queue
+/// cannot be saved.
+static int recordEnd(ZoJobList& list, UtHandle<ZoJob> job, time_t end)
 {
     const ZoQueueBracket bracket(list);
     job = findOwn(list, job);
     if (!job || job->state == ZoJob::KILLED)
-        return;
+        return 0;
     job->state = ZoJob::DONE;
-    job->endTime = ::time(nullptr);
-    list.writeQueue(list.jobs);
+    job->endTime = end;
+    return list.save();
+}
+
+/// The same, as often as it takes: when the disk has room again, the job is to be found done and
+/// not lost.
+static void recordEndAtLast(ZoJobList& list, UtHandle<ZoJob> job)
+{
+    const time_t end = ::time(nullptr);
+    if (recordEnd(list, job, end) == 0)
+        return;
+    ZoJobList::log("the job's end cannot be saved yet\n");
+    do
+        ZoProcess::pause(PAUSE_SECONDS);
+    while (recordEnd(list, job, end) != 0);
 }
 
 /// Tells the server that the job has ended.
@@ -132,13 +156,18 @@ static void reportDone(ZoJobList& list)
     UtSocket::close(fd);
 }
 
-void ZoJobChild::live(ZoJobList& list, UtHandle<ZoJob> job)
+void ZoJobChild::live(ZoJobList& list, UtHandle<ZoJob> job, ZoJobGate& gate)
 {
     for (long i = 0; i < list.fdsToClose.size(); ++i)
         UtSocket::close(list.fdsToClose[i]);
     list.leaveBracket();
     ZoProcess::resetSignals();
     ZoProcess::closeDescriptorsOnExec();
+    job->pid = ::getpid();
+    if (!gate.pass() && !isRecorded(list, job)) {
+        ZoJobList::log("not recorded as running, child exiting\n");
+        ::_exit(0);
+    }
     redirectOutput(job->directory);
     ::printf("Starting \"%s\"\n", (const char*)job->command);
     ::fflush(stdout);  // ahead of the command's own output
@@ -146,7 +175,7 @@ void ZoJobChild::live(ZoJobList& list, UtHandle<ZoJob> job)
     execute(job);
     ::signal(SIGXFSZ, SIG_IGN);  // a file size limit must not end us before the record
     ZoProcess::pause(PAUSE_SECONDS);
-    recordEnd(list, job);
+    recordEndAtLast(list, job);
     reportDone(list);
     ZoJobList::log("child exiting\n");
     ::exit(0);

@@ -2,7 +2,19 @@
 
 #include "schedule/ZoProcessTree.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+/// What a launcher calls a server with, see ZoLauncher.
+static const char LAUNCHER_SWITCH[] = "-jobserver";
+
+/// Seconds between the start of a job and the begin of its process, as computed: a slow start, and
+/// what the clock was corrected by since.
+static const long long START_DIFFERENCE = 10;
 
 static bool contains(UtDArray<int>& pids, int pid)
 {
@@ -23,10 +35,79 @@ static bool isRecorded(UtDArray<UtHandle<ZoJob>>& jobs, int pid)
     return false;
 }
 
-void ZoJobChildren::add(int pid)
+/// The start of a file of /proc; empty when there is none. Returns the number of bytes.
+static long readStart(char* text, long size, const char* process, const char* name)
+{
+    char path[64];
+    ::snprintf(path, sizeof path, "/proc/%s/%s", process, name);
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    const long n = fd < 0 ? 0 : ::read(fd, text, size - 1);
+    if (fd >= 0)
+        ::close(fd);
+    text[n < 0 ? 0 : n] = '\0';
+    return n < 0 ? 0 : n;
+}
+
+/// Whether the process has the command line of a server: a switch that only a launcher gives, or
+/// what this process itself was called with.
+static bool isCalledAsServer(const char* process)
+{
+    char line[4096], own[sizeof line];
+    const long n = readStart(line, sizeof line, process, "cmdline");
+    const char* const second = line + ::strlen(line) + 1;
+    if (n == 0 || (second < line + n && ::strcmp(second, LAUNCHER_SWITCH) == 0))
+        return true;
+    return readStart(own, sizeof own, "self", "cmdline") == n && ::memcmp(own, line, n) == 0;
+}
+
+/// When the process began, in seconds since the epoch by today's clock; -1 when that is not known.
+static long long beginOf(const char* process)
+{
+    char text[1024];
+    readStart(text, sizeof text, process, "stat");
+    const char* const name = ::strrchr(text, ')');  // it may hold anything
+    unsigned long long ticks;
+    if (!name || ::sscanf(name,
+                          ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d "
+                          "%*d %*d %*d %*d %llu",
+                          &ticks) != 1)
+        return -1;
+    return ZoProcessTree::bootTime() + (long long)(ticks / ::sysconf(_SC_CLK_TCK));
+}
+
+bool ZoJobChildren::isJobChild(int pid, long long jobStart)
+{
+    char process[16];
+    ::snprintf(process, sizeof process, "%d", pid);
+    const long long begin = beginOf(process);
+    return begin < 0 || ::llabs(begin - jobStart) <= START_DIFFERENCE || isCalledAsServer(process);
+}
+
+void ZoJobChildren::add(int pid, long long jobStart)
 {
     pids.append(pid);
+    setLast(pid, jobStart);
+}
+
+void ZoJobChildren::setLast(int pid, long long jobStart)
+{
     last = pid;
+    lastStart = jobStart;
+}
+
+bool ZoJobChildren::haveLiving(UtDArray<UtHandle<ZoJob>>& jobs)
+{
+    for (long i = 0; i < pids.size(); ++i) {
+        if (isRecorded(jobs, pids[i]) && !ZoProcessTree::hasEnded(pids[i]))
+            return true;
+    }
+    return false;
+}
+
+/// Whether no living process can be the one that runs the job.
+static bool isGone(int pid, long long jobStart)
+{
+    return ZoProcessTree::isGone(pid) || !ZoJobChildren::isJobChild(pid, jobStart);
 }
 
 void ZoJobChildren::reap(UtDArray<UtHandle<ZoJob>>& jobs)
@@ -40,31 +121,32 @@ void ZoJobChildren::reap(UtDArray<UtHandle<ZoJob>>& jobs)
     }
 }
 
-bool ZoJobChildren::isProcessLost(int pid)
+bool ZoJobChildren::isProcessLost(int pid, long long jobStart)
 {
     if (contains(pids, pid))
         return ZoProcessTree::hasEnded(pid);
-    return contains(missing, pid) && ZoProcessTree::isGone(pid);
+    return contains(missing, pid) && isGone(pid, jobStart);
 }
 
 bool ZoJobChildren::isLost(UtHandle<ZoJob> job)
 {
     const bool isOurs = contains(pids, job->pid);
-    return isProcessLost(job->pid) || (!isOurs && job->startTime < ZoProcessTree::bootTime());
+    return isProcessLost(job->pid, job->startTime) ||
+           (!isOurs && job->startTime < ZoProcessTree::bootTime());
 }
 
 bool ZoJobChildren::isLastLost()
 {
-    return last < 1 || isProcessLost(last);
+    return last < 1 || isProcessLost(last, lastStart);
 }
 
 void ZoJobChildren::noteMissing(UtDArray<UtHandle<ZoJob>>& jobs)
 {
     missing.resize(0);
     for (long i = 0; i < jobs.size(); ++i) {
-        if (jobs[i]->state == ZoJob::RUNNING && ZoProcessTree::isGone(jobs[i]->pid))
+        if (jobs[i]->state == ZoJob::RUNNING && isGone(jobs[i]->pid, jobs[i]->startTime))
             missing.append(jobs[i]->pid);
     }
-    if (last > 0 && ZoProcessTree::isGone(last))
+    if (last > 0 && isGone(last, lastStart))
         missing.append(last);
 }

@@ -5,6 +5,7 @@
 #include "schedule/ZoJobChild.h"
 #include "schedule/ZoJobChildren.h"
 #include "schedule/ZoJobDirectory.h"
+#include "schedule/ZoJobGate.h"
 #include "schedule/ZoProcessTree.h"
 #include "schedule/ZoQueueBracket.h"
 #include "schedule/ZoQueueFile.h"
@@ -34,7 +35,7 @@ ZoJobList::ZoJobList()
     readQueue(jobs);
     for (long i = 0; i < jobs.size(); ++i) {
         if (jobs[i]->state == ZoJob::RUNNING)
-            children->last = jobs[i]->pid;
+            children->setLast(jobs[i]->pid, jobs[i]->startTime);
     }
 }
 
@@ -145,7 +146,8 @@ int ZoJobList::run(UtHandle<ZoJob> job)
     if (!job || job->state != ZoJob::WAITING)
         return -1;
     // Started without a record, it would be waiting at the next load and be run again and again.
-    if (queueFile->prepare() != 0) {
+    ZoJobGate gate;
+    if (!gate.isOpened() || queueFile->prepare() != 0) {
         log("the queue cannot be saved, no job is started: %s\n", ::strerror(errno));
         return -1;
     }
@@ -155,15 +157,19 @@ int ZoJobList::run(UtHandle<ZoJob> job)
     ::fflush(nullptr);  // what is buffered now would be written by both processes
     job->pid = ::fork();
     if (job->pid == 0)
-        ZoJobChild::live(*this, job);
-    if (job->pid < 0) {
-        job->state = ZoJob::WAITING;
-        job->startTime = 0;
-    } else {
-        children->add(job->pid);
+        ZoJobChild::live(*this, job, gate);
+    if (job->pid > 0) {
+        children->add(job->pid, job->startTime);
+        if (save() == 0) {
+            gate.letIn();
+            return 1;
+        }
+        log("the queue could not be saved, job %lld is not started\n", job->id);
     }
-    writeQueue(jobs);
-    return job->pid < 0 ? -1 : 1;
+    job->state = ZoJob::WAITING;
+    job->startTime = 0;
+    job->pid = -1;
+    return -1;
 }
 
 /// Marks the running jobs as killed and notes their processes. Returns 1 if there was one, else 0.
@@ -197,6 +203,11 @@ int ZoJobList::kill()
     for (long i = 0; i < pids.size(); ++i)
         tree.terminate(pids[i]);
     return killed;
+}
+
+bool ZoJobList::hasLivingChild()
+{
+    return children->haveLiving(jobs);
 }
 
 void ZoJobList::reapChildren()
@@ -262,6 +273,13 @@ void ZoJobList::writeQueue(UtDArray<UtHandle<ZoJob>>& ofJobs)
     UtString text;
     ZoQueueText::write(text, ofJobs);
     queueFile->write(text);  // a save that fails leaves the file as it was, and is not reported
+}
+
+int ZoJobList::save()
+{
+    UtString text;
+    ZoQueueText::write(text, jobs);
+    return queueFile->write(text);
 }
 
 void ZoJobList::update()

@@ -95,15 +95,23 @@ public:
     /// For a process forked inside a bracket: forgets the lock, which stays with the parent.
     void leaveBracket();
 
+    /// Writes the queue file anew with the records of `jobs`. Returns 0, or -1 when it is as it
+    /// was.
+    int save();
+
     /// Starts the given job if it is waiting, or the first waiting one for a null handle, in a
-    /// forked child. Returns 1, or -1 when nothing was started: no such job; or the job waits on,
-    /// since fork() failed or the queue file cannot be saved. Does not look whether another job is
+    /// forked child, which begins when it is saved that the job runs. Returns 1, or -1 when nothing
+    /// was started: no such job; or the job waits on, since fork() failed or the queue file cannot
+    /// be saved. Does not look whether another job is
     /// running.
     int run(UtHandle<ZoJob> job);
 
     /// Marks every running job KILLED in the queue file, then sends SIGTERM to its processes, those
     /// below the job child first. Returns 1 if at least one job was running, else 0.
     int kill();
+
+    /// Whether a job in the state RUNNING runs in a living child of this process.
+    bool hasLivingChild();
 
     /// Collects the job children that have ended. One that the queue still holds as RUNNING is left
     /// uncollected: its process id cannot come to stand for another process until it is.

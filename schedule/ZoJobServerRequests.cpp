@@ -148,14 +148,18 @@ void ZoJobServer::done(int fd)
 
 void ZoJobServer::startNextOrRest(int fd)
 {
-    if (runAll && jobList.hasWaitingJobs()) {
+    const bool goesOn = runAll && jobList.hasWaitingJobs();
+    jobList.update();
+    // A late report: a kill and a run request were faster. The job of that run reports in its turn.
+    if (jobList.hasLivingChild())
+        return;
+    if (goesOn) {
         ZoProcess::pause(PAUSE_BETWEEN_JOBS);
         if (startJob(fd, UtHandle<ZoJob>()) == 1)
             return;
     }
     jobRunning = 0;
     runAll = 0;
-    jobList.update();
 }
 
 void ZoJobServer::quit(int fd)

@@ -9,14 +9,23 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+
+// This replaces the C library's, inside the libraries too: nobody waits here for a slow client.
+extern "C" __attribute__((visibility("default"))) unsigned sleep(unsigned)
+{
+    ::usleep(1000);
+    return 0;
+}
 
 namespace
 {
@@ -69,13 +78,13 @@ public:
 
 /// Runs the change in a child and kills it at its n-th entry to or exit from a system call. Returns
 /// whether it lived so long.
-bool killAtSystemCall(const SavedQueue& queue, int n)
+bool killAtSystemCall(const std::function<void()>& change, int n)
 {
     const pid_t pid = ::fork();
     if (pid == 0) {
         ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         ::raise(SIGSTOP);
-        queue.change();
+        change();
         ::_exit(0);
     }
     int status = 0;
@@ -96,9 +105,84 @@ TEST(Faults, KillAtEverySystemCall)
 {
     const SavedQueue queue(5);
     int n = 1;
-    for (; killAtSystemCall(queue, n); ++n)
+    for (; killAtSystemCall([&] { queue.change(); }, n); ++n)
         ASSERT_TRUE(queue.isWhole()) << "killed at stop " << n << " of its system calls";
     EXPECT_GT(n, 60) << "the change was not followed through its system calls";
+}
+
+/// Waits for all children, job children among them whose server has gone.
+static void waitForChildren()
+{
+    while (::wait(nullptr) > 0 || errno == EINTR)
+        continue;
+}
+
+TEST(Faults, AServerKilledInTheMiddleOfAStartRunsTheJobOnceOrLeavesItWaiting)
+{
+    const SavedQueue queue(1);
+    const std::string ran = queue.directory + "/ran";
+    Sandbox::write(queue.file, "10:echo x >>ran::" + queue.directory + ":1:0:0:0:-1\n");
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const auto start = [] { ZoJobList().run(nullptr); };
+    int waited = 0;
+    bool isKilled = true;
+    for (int n = 1; isKilled; ++n) {
+        const std::string before = Sandbox::read(queue.file);
+        isKilled = killAtSystemCall(start, n);
+        waitForChildren();
+        ZoJobList list;
+        list.update();
+        ASSERT_EQ(1, list.jobs.size());
+        const bool waits = list.jobs[0]->state == ZoJob::WAITING;
+        ASSERT_EQ(waits ? "" : "x\n", Sandbox::read(ran)) << "killed at stop " << n;
+        ASSERT_TRUE(waits || list.jobs[0]->state == ZoJob::DONE) << "killed at stop " << n;
+        waited += waits;
+        ::unlink(ran.c_str());
+        Sandbox::write(queue.file, before);
+    }
+    EXPECT_GT(waited, 40) << "the start was not followed through its system calls";
+}
+
+TEST(Faults, TwoServersStartNoJobTwice)
+{
+    const int jobs = 40;
+    const SavedQueue queue(jobs);
+    std::string text;
+    for (int i = 1; i <= jobs; ++i)
+        text += "10:echo x >>ran" + std::to_string(i) + "::" + queue.directory + ":" +
+                std::to_string(i) + ":0:0:0:-1\n";
+    Sandbox::write(queue.file, text);
+    const auto runAll = [] {
+        ZoJobList list;
+        int started = 0;
+        while (list.hasWaitingJobs())
+            started += list.run(nullptr) == 1;
+        waitForChildren();
+        return started > 0 ? 0 : 1;
+    };
+    Process first(runAll), second(runAll);
+    EXPECT_EQ(0, first.end() + second.end()) << "one of them has started nothing";
+    for (int i = 1; i <= jobs; ++i)
+        EXPECT_EQ("x\n", Sandbox::read(queue.directory + "/ran" + std::to_string(i))) << i;
+}
+
+TEST(Faults, AJobThatEndsWhileTheQueueCannotBeSavedIsRecordedLater)
+{
+    const SavedQueue queue(1);
+    const std::string start = ":until [ -e end ]; do sleep 0.01; done::" + queue.directory + ":1:";
+    Sandbox::write(queue.file, "10" + start + "0:0:0:-1\n");
+    ZoJobList::logFile = (queue.home + "/scheduler.log").c_str();
+    ZoJobList list;
+    EXPECT_EQ(1, list.run(nullptr));
+    ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0400));
+    Sandbox::write(queue.directory + "/end", "");
+    EXPECT_TRUE(Sandbox::waitFor([&] {
+        return Sandbox::read(queue.home + "/scheduler.log").find("saved yet") != std::string::npos;
+    }));
+    EXPECT_EQ(0U, Sandbox::read(queue.file).find("11" + start));
+    ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0600));
+    waitForChildren();
+    EXPECT_EQ(0U, Sandbox::read(queue.file).find("12" + start));
 }
 
 TEST(Faults, KillAtAnyMoment)

@@ -88,10 +88,13 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
     ::mkdir(directory.c_str(), 0700);
     const long long now = ::time(nullptr), lastYear = now - 366LL * 24 * 3600;
     const int own = ::getpid();
+    const Process another({ "sleep", "9999" });  // has got the number of a process that has gone
     const struct {
         long long startTime;
         int pid;
-    } records[] = { { now, 9000001 }, { lastYear, -1 }, { lastYear, own }, { now, own } };
+    } records[] = { { now, 9000001 }, { lastYear, -1 },          { lastYear, own },
+                    { now, own },     { now - 60, another.pid }, { now, another.pid },
+                    { now - 60, own } };
     std::string text;
     for (const auto& [startTime, pid] : records) {  // no process can have the first number
         const std::string id = std::to_string(text.size());
@@ -103,9 +106,10 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
     TestServer server(0,
                       [](ZoJobServer& one) { one.secondsPerPass = one.secondsBetweenLooks = 0.5; });
     // One look is enough for jobs from before the machine's start, two for a process that is gone.
-    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "11 13 13 11 "; })) << states();
-    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "13 13 13 11 "; })) << states();
+    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "11 13 13 11 11 11 11 "; })) << states();
+    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "13 13 13 11 13 11 11 "; })) << states();
     EXPECT_EQ("running\n", server.ask("status"));
+    EXPECT_EQ(0, ::kill(another.pid, SIGKILL));
 }
 
 TEST(Safety, RootIsServed)

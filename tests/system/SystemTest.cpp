@@ -134,6 +134,34 @@ TEST_F(System, RunningOneJobDoesNotGoOnButAFullRunDoesAlsoAfterAKill)
     EXPECT_TRUE(server.waitForStatus("waiting")) << "the full run has ended before";
 }
 
+TEST_F(System, ALateReportStartsNothingBesideTheRunningJob)
+{
+    TestServer server;
+    const auto states = [&] { return std::regex_replace(server.ask("list"), LIST_LINE, "$1 "); };
+    const std::string job = "submit \"touch up; until [ -e end ]; do sleep 0.01; done\" \"\" ";
+    server.ask(job + "d1\n" + job + "d2\nsubmit \"true\" \"\" d1\nrun");
+    ASSERT_TRUE(Sandbox::waitFor([] { return fs::exists("d1/up"); }));
+    // The first job's report waits behind a slow client, a kill and a run.
+    const int slow = server.connect(""), kill = server.connect("tester kill\n"),
+              run = server.connect("tester run\n");
+    Sandbox::write("d1/end", "");
+    const auto reports = [&] { return server.log().find("job done, conn") != std::string::npos; };
+    ASSERT_TRUE(Sandbox::waitFor(reports));
+    UtSocket::close(slow);
+    for (const int client : { kill, run }) {
+        UtString line;
+        UtSocket::readLine(client, line);
+        EXPECT_STREQ("ok", line);
+        UtSocket::close(client);
+    }
+    EXPECT_EQ("running\n", server.ask("status"));  // by then the report was served
+    EXPECT_NE(std::string::npos, server.log().find("got message \"tester done"));
+    EXPECT_EQ("3 12 11 10 ", states());
+    Sandbox::write("d2/end", "");
+    EXPECT_TRUE(server.waitForStatus("done"));
+    EXPECT_EQ("3 12 12 12 ", states()) << "the second job's report has gone its way";
+}
+
 TEST_F(System, LeavesNothingOpenAndNoZombie)
 {
     TestServer server;

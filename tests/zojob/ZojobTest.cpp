@@ -271,6 +271,36 @@ TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
     EXPECT_FALSE(fs::exists("forged"));
 }
 
+TEST_F(Zojob, KillSparesAProcessThatHasGotTheJobsId)
+{
+    const Process another({ "sleep", "9999" });
+    fs::create_directory("place");
+    Sandbox::write("place/.1", "");
+    Sandbox::write(Sandbox::queueFile(), "11:true::" + Sandbox::path("place") +
+                                             ":1:" + std::to_string(::time(nullptr) - 60) +
+                                             ":0:0:" + std::to_string(another.pid) + "\n");
+    Call refused({ "kill" });
+    EXPECT_EQ(1, refused.end());
+    EXPECT_TRUE(holds(refused.err(), "belongs to another process")) << refused.err();
+    EXPECT_EQ(0, ::waitpid(another.pid, nullptr, WNOHANG)) << "the innocent has ended";
+    ::kill(another.pid, SIGKILL);
+}
+
+TEST_F(Zojob, SubmissionThatCannotBeSavedIsNoSuccess)
+{
+    const fs::path place = directory(Call({ "submit", "true" }).line());
+    const auto count = [&] {
+        const auto entries = fs::directory_iterator(place.parent_path());
+        return std::distance(fs::begin(entries), fs::end(entries));
+    };
+    const auto before = count();
+    fs::permissions(Sandbox::queueFile(), fs::perms::owner_read);
+    Call refused({ "submit", "--quiet", "true" });
+    EXPECT_EQ(1, refused.end());
+    EXPECT_TRUE(holds(refused.err(), "it is not in the queue")) << refused.err();
+    EXPECT_EQ(before, count());
+}
+
 TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)
 {
     for (const char* const expected : { "1", "2", "3" })

@@ -28,6 +28,13 @@ int killCommand(const Options& options)
         throw Failure{ REFUSED, "job " + name + " is " + stateName(*meant) +
                                     ", not running: nothing was killed" };
     markKill(*meant);
+    if (meant->hasLostItsId()) {
+        server.ensure();
+        throw Failure{ REFUSED, "job " + name + " has ended without a report, and its process id " +
+                                    std::to_string(meant->pid) +
+                                    " belongs to another process by now: nothing was killed; the "
+                                    "server marks the job as killed within a minute or two" };
+    }
     if (!server.kill()) {
         unmarkKill(*meant);
         throw Failure{ REFUSED, "job " + name +
