@@ -4,6 +4,7 @@
 #include "jobs/JobError.h"
 #include "jobs/JobScript.h"
 #include "jobs/NewJobDirectory.h"
+#include "jobs/QueueWatch.h"
 #include "jobs/Slurm.h"
 #include "jobs/Text.h"
 
@@ -89,5 +90,11 @@ std::string Submission::queue(const Server& server) const
     if (!server.submit(place.finish().c_str(), description, place.path))
         throw JobError(JobError::REFUSED, "the server did not take the job");
     place.keep = true;
+    if (!readQueue(server).findDirectory(place.path)) {
+        place.keep = false;
+        throw JobError(JobError::REFUSED,
+                       "the server took the job, but it is not in the queue: the "
+                       "disk may be full, or the home directory read-only");
+    }
     return place.path;
 }

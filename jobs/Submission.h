@@ -45,7 +45,8 @@ public:
     void check() const;
 
     /// Makes the job's private directory and queues the job. Returns that directory, by which the
-    /// job is found in the queue. Throws JobError; nothing is left behind then.
+    /// job is found in the queue. Throws JobError, also when the server could not save the job;
+    /// nothing is left behind then.
     std::string queue(const Server& server) const;
 
 private:
