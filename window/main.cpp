@@ -30,8 +30,26 @@ static void addOptions(QCommandLineParser& parser)
     parser.addOption({ "new", QApplication::translate("main", "Begin with a new job.") });
 }
 
+/// Whether Qt can show something here; otherwise it would end the program with a page of advice.
+static bool hasDisplay(int argc, char** argv)
+{
+    for (const char* const name : { "DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM" })
+        if (!qEnvironmentVariableIsEmpty(name))
+            return true;
+    for (int i = 1; i < argc; ++i)
+        for (const char* const word : { "-h", "--help", "--help-all", "-v", "--version" })
+            if (qstrcmp(argv[i], word) == 0)
+                return qputenv("QT_QPA_PLATFORM", "offscreen");  // for what is only printed
+    return argc > 1 && qstrcmp(argv[1], "-platform") == 0;
+}
+
 int main(int argc, char** argv)
 {
+    if (!hasDisplay(argc, argv)) {
+        std::fprintf(stderr, "zojob-window: there is no display here (DISPLAY and WAYLAND_DISPLAY "
+                             "are not set); zojob shows the queue at a prompt\n");
+        return 1;
+    }
     QApplication application(argc, argv);
     QApplication::setApplicationName("zojob-window");
     QApplication::setOrganizationName("kelvo");

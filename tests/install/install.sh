@@ -20,7 +20,9 @@ trap '"$tree/bin/zojob" quit' EXIT
 
 # The headers need one another and Qt, and nothing that is not installed.
 (cd "$tree/include" && printf '#include "%s"\n' */*.h) >headers.cpp
-read -ra flags <<<"$(pkg-config --cflags Qt6Core 2>/dev/null || pkg-config --cflags Qt5Core)"
+qt=Core
+[[ ! -e $tree/include/window ]] || qt=Widgets
+read -ra flags <<<"$(pkg-config --cflags Qt6$qt 2>/dev/null || pkg-config --cflags Qt5$qt)"
 c++ -std=c++17 -fPIC -fsyntax-only headers.cpp -I"$tree/include" "${flags[@]}"
 
 # What the documents show is what is built and run here.
@@ -37,6 +39,13 @@ mkdir with-pkg-config
 for name in queue submit list; do
     c++ -std=c++17 "$sources/doc/examples/$name.cpp" -o with-pkg-config/$name "${flags[@]}"
 done
+
+# An application with the panel: it runs until somebody ends it.
+if [[ -e $tree/bin/zojob-window ]]; then
+    status=0
+    QT_QPA_PLATFORM=offscreen timeout 3 ./with-cmake/dock "$tree" 2>dock.log || status=$?
+    ((status == 124)) || fail "dock: $status $(<dock.log)"
+fi
 
 for how in with-cmake with-pkg-config; do
     ./$how/submit "$tree" 'echo it runs in $PWD' >log || fail "$how/submit: $(<log)"
