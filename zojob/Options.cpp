@@ -166,6 +166,7 @@ void Grammar::addQueueCommands()
     remove->add_flag("--finished", options.finished, "All that are done or killed");
     jobs(remove, 0, INT_MAX);
     command("quit", "End the server; a running job goes on")->footer(COMMON_HELP);
+    command("window", "Open the queue in a window")->footer(COMMON_HELP);
 }
 
 void Grammar::addLookCommands()

@@ -17,7 +17,7 @@ static const Command COMMANDS[] = {
     { "submit", submitCommand }, { "list", listCommand },     { "run", runCommand },
     { "kill", killCommand },     { "remove", removeCommand }, { "log", logCommand },
     { "wait", waitCommand },     { "show", showCommand },     { "status", statusCommand },
-    { "quit", quitCommand },
+    { "quit", quitCommand },     { "window", windowCommand },
 };
 
 static int runOptions(const Options& options)

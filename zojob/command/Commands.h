@@ -16,6 +16,7 @@ int waitCommand(const Options& options);
 int showCommand(const Options& options);
 int statusCommand(const Options& options);
 int quitCommand(const Options& options);
+int windowCommand(const Options& options);
 
 /// The server that the options mean.
 inline Server serverOf(const Options& options, Server::Start start = Server::START)

@@ -11,8 +11,8 @@ _zojob_options() {
     log) echo "--follow --lines $common" ;;
     wait) echo "--timeout $common" ;;
     show | status) echo "--json $common" ;;
-    run | kill | quit) echo "$common" ;;
-    *) echo "submit list run kill remove log wait show status quit $common" ;;
+    run | kill | quit | window) echo "$common" ;;
+    *) echo "submit list run kill remove log wait show status quit window $common" ;;
     esac
 }
 

@@ -1,7 +1,7 @@
 # Completion of zojob for fish: commands, options, and the jobs of the queue with what they are.
 # Asking for the jobs never starts a server.
 
-set -l commands submit add list ls run kill remove rm log wait show status quit
+set -l commands submit add list ls run kill remove rm log wait show status quit window
 set -l none "not __fish_seen_subcommand_from $commands"
 
 # __zojob_jobs COMMANDS STATES: completes the jobs in these states after one of the commands.
@@ -20,6 +20,7 @@ complete -c zojob -f -n $none -a wait -d 'Wait for jobs'
 complete -c zojob -f -n $none -a show -d 'Show everything about a job'
 complete -c zojob -f -n $none -a status -d 'Say whether a server runs, and what'
 complete -c zojob -f -n $none -a quit -d 'End the server'
+complete -c zojob -f -n $none -a window -d 'Open the queue in a window'
 
 complete -c zojob -l host -x -a '(__fish_print_hostnames)' -d 'Use the server on this machine'
 complete -c zojob -l root -x -a '(__fish_complete_directories)' -d 'Installation directory'
