@@ -1,5 +1,5 @@
-// Makes the pictures of doc/window.md: window_screenshots DIRECTORY. The jobs are real ones, but
-// for those of the past.
+// Makes the pictures of doc/window.md: window_screenshots DIRECTORY, which has to lie in the build
+// directory. The jobs are real ones, but for those of the past.
 #include "tests/window/WindowWorld.h"
 
 #include "schedule/ZoJob.h"
@@ -20,6 +20,7 @@
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 static QString theDirectory;
@@ -43,7 +44,11 @@ static void save(QWidget& widget, const char* name)
 {
     WindowWorld::waitFor([] { return false; }, 0.5);  // for what is drawn a moment later
     const QImage image = withTable(widget.grab().toImage());
-    image.save(theDirectory + "/" + name + ".png", "PNG", 0);
+    const QString file = theDirectory + "/window-" + name + ".png";
+    if (!image.save(file, "PNG", 0)) {
+        std::fprintf(stderr, "window_screenshots: cannot write %s\n", qPrintable(file));
+        std::exit(1);
+    }
 }
 
 static std::unique_ptr<MainWindow> openWindow(const QSize& size, bool dark)
