@@ -20,9 +20,11 @@ import sys
 import time
 
 BUILD, SECONDS, PLACE = sys.argv[1], int(sys.argv[2]), os.environ["KELVO_SANDBOX"]
-HOME, RECORD = os.environ["HOME"], PLACE + "/record"
+HOME, RECORD, RUNS = os.environ["HOME"], PLACE + "/record", PLACE + "/runs"
 QUEUE, JOURNAL = HOME + "/.zojobs-node1", HOME + "/.zojobs.lock-node1"
 MOST_JOBS, MOST_GROWTH = 300, 1024  # growth in KiB
+LONGEST_STALL = 35  # seconds without a job that starts: a dead job child is looked for every 30
+STRANGER = 65534
 COMMANDS = ("true", "sleep 1", "echo a:b\\\\:c; (sleep 0.5; echo d) & wait", "exit 3", "kill -9 $$",
             "yes | head -c 300000", ": " + "x:\\" * 5000)
 
@@ -68,7 +70,7 @@ def submitter(worker, submit=lambda *job: ask('submit "%s" "%s" "%s"' % job) == 
         if directory:
             os.mkdir(directory)
         note("tried", name)
-        if submit(random.choice(COMMANDS), name, directory):
+        if submit(f"echo {name} >>{RUNS}; " + random.choice(COMMANDS), name, directory):
             note("acked", name)
         while sample(0)[1] > MOST_JOBS:
             time.sleep(0.2)
@@ -105,6 +107,15 @@ def nuisance(_):
         time.sleep(random.random() * 3)
 
 
+# Another user, who is refused and asks all the same.
+def stranger():
+    if os.getuid() == 0:
+        os.setuid(STRANGER)
+    while True:
+        send(b"tester status\n")
+        time.sleep(1)
+
+
 # Ids of the servers, of the job children (like them, but lead no session) or of all.
 def processes(kind):
     lines = subprocess.check_output(("ps", "-eo", "pid,sid,stat,comm"), text=True).split("\n")[1:-1]
@@ -125,6 +136,9 @@ def is_saving():
 # Keeps clients at work and kills at random. Returns a server and its memory when warmed up.
 def disturb(kills):
     start, workers, watched = time.monotonic(), [None] * 10, None
+    other = multiprocessing.Process(target=stranger)
+    other.start()
+    last, runs, stall = start, 0, 0
     for turn in range(1 << 30):
         for i, worker in enumerate(workers):
             if worker and worker.exitcode not in (None, -signal.SIGKILL):
@@ -134,6 +148,9 @@ def disturb(kills):
                 workers[i] = multiprocessing.Process(target=function, args=(f"{turn}-{i}",))
                 workers[i].start()
         time.sleep(random.random() / 8)
+        if os.path.exists(RUNS) and os.path.getsize(RUNS) != runs:
+            last, runs = time.monotonic(), os.path.getsize(RUNS)
+        stall = max(stall, time.monotonic() - last)
         passed = (time.monotonic() - start) / SECONDS
         kind = {0: "servers", 8: "children"}.get(turn % 16, "clients" if turn % 4 == 1 else "")
         if kind and (kind != "servers" or passed < 0.5):
@@ -149,10 +166,10 @@ def disturb(kills):
             watched = [(pid, resident(pid)) for pid in processes("servers")][0]
         if passed > 1:
             break
-    for worker in workers:
+    for worker in workers + [other]:
         worker.kill()
         worker.join()
-    return watched
+    return (*watched, stall)
 
 
 # The records of the queue file, as lists of fields.
@@ -175,8 +192,8 @@ def is_settled():
 
 def main():
     kills = collections.Counter()
-    server, before = disturb(kills)
-    # A job whose child was killed is ended only when nobody has asked anything for 30 seconds.
+    server, before, stall = disturb(kills)
+    # A job whose child was killed is ended at the server's next look, 30 seconds after the last one.
     is_quiet = wait_for(is_settled, 40)
     is_quiet &= wait_for(lambda: ask("status") != "running\n" or ask("kill") == "ok\n", 70, 32)
     after = resident(server)
@@ -189,14 +206,19 @@ def main():
     tried, acked, removing, removed = ({name for word, name in said if word == wanted}
                                        for wanted in ("tried", "acked", "removing", "removed"))
     names = [job[2] for job in queue() if len(job) == 9]
+    with open(RUNS) as file:
+        runs = file.read().split()
     print(f"soak: {SECONDS} s; killed: {dict(kills)}; {len(acked)} jobs acknowledged,"
           f" {len(removed)} removed, {len(names)} in the queue at the end;"
+          f" {len(runs)} runs, longest time without a start {stall:.1f} s;"
           f" server: {before} KiB warm, {after} KiB at the end")
     faults = {"torn records": len(queue()) - len(names),
               "acknowledged jobs lost": len(acked - removing - set(names)),
               "removed jobs come back": len(removed & set(names)),
               "jobs twice": len(names) - len(set(names)),
               "jobs made up": len(set(names) - tried),
+              "jobs run twice": len(runs) - len(set(runs)),
+              "seconds of stall too much": max(0, int(stall - LONGEST_STALL)),
               "bytes of journal left": os.path.getsize(JOURNAL),
               "processes left": len(processes("all")) - 2,
               "descriptors left": len(fds) - 1,  # besides the one that listens
