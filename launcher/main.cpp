@@ -38,9 +38,20 @@ static void printVersion(const std::string& record)
     }
 }
 
+static bool isPort(const char* text)
+{
+    const std::size_t digits = std::strspn(text, "0123456789");
+    return digits > 0 && digits <= 5 && !text[digits] && std::atoi(text) >= 1 &&
+           std::atoi(text) <= ZoProtocol::MAX_PORT;
+}
+
 /// Runs the server, without a port argument on the port where this user's clients look for it.
 static int runServer(int argc, char** argv)
 {
+    if (argc > 2 && !isPort(argv[2])) {
+        std::fprintf(stderr, "start: \"%s\" is no port\n%s", argv[2], USAGE);
+        return 2;
+    }
     if (argc > 2)
         return ZoJobServer::main(argc, argv);
     const int port = ZoClient::portOfUser();

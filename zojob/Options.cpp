@@ -3,11 +3,11 @@
 #include "jobs/JobName.h"
 #include "schedule/ZoSchedule.h"
 #include "zojob/Report.h"
+#include "zojob/Usage.h"
 
 #include <CLI/CLI.hpp>
 
 #include <climits>
-#include <cmath>
 #include <unistd.h>
 
 static const char* const NAMES_HELP =
@@ -18,6 +18,11 @@ static const char* const WORDS_HELP =
     "Two words or more are a command with exactly these arguments. One word is a line of shell.\n"
     "A single - reads a script from standard input. The job gets the caller's environment.\n";
 static const char* const COMMON_HELP = "Options of every command: see 'zojob --help'.";
+static const char* const CODES_HELP =
+    "Exit codes: 0 done; 1 refused or nothing matched; 2 wrong usage; 3 no server; 124 wait timed "
+    "out;\n130 interrupted. wait and submit --wait end with the job's own: 125 it could not be "
+    "run, "
+    "126 it\nwas skipped, 143 killed.";
 
 /// The version in the library's record, "|key|value|key|value...".
 static std::string versionText()
@@ -77,10 +82,9 @@ Grammar::Grammar(Options& target) : options(target)
     app.add_option("--root", options.root, "Installation directory whose bin/start starts a server")
         ->type_name("DIR");
     app.add_option("--color", options.color, "Colour: auto, never or always")
-        ->check(CLI::IsMember({ "auto", "never", "always" }).description(""))
+        ->check(oneOf({ "auto", "never", "always" }))
         ->type_name("WHEN");
-    app.footer(std::string(NAMES_HELP) + "\nExit codes: 0 done; 1 refused or nothing matched; 2 "
-                                         "wrong usage; 3 no server; 124 wait timed out.");
+    app.footer(std::string(NAMES_HELP) + "\n" + CODES_HELP);
     addSubmit();
     addList();
     addQueueCommands();
@@ -140,14 +144,14 @@ void Grammar::addList()
     list->add_option("--state", options.states, "Only these: waiting, running, done, killed")
         ->delimiter(',')
         ->allow_extra_args(false)
-        ->check(CLI::IsMember({ "waiting", "running", "done", "killed" }).description(""))
+        ->check(oneOf({ "waiting", "running", "done", "killed" }))
         ->type_name("S,S");
     list->add_option("-n", options.count, "Only the last N jobs")
-        ->check(CLI::Range(0, 1000000000).description(""))
+        ->check(wholeNumberFrom(0, 1e9))
         ->type_name("N");
     list->add_option("--watch", options.watch, "Again every SEC seconds; default 2")
         ->expected(0, 1)
-        ->check(CLI::Range(0.1, 1e6).description(""))
+        ->check(numberFrom(0.1, 1e6))
         ->type_name("[=SEC]");
     list->add_flag("--wide", options.wide, "All columns, uncut");
     list->add_flag("--json", options.json, "One JSON array");
@@ -175,12 +179,12 @@ void Grammar::addLookCommands()
         command("log", "Print the output of jobs; default: the running or last run");
     log->add_flag("-f,--follow", options.follow, "Go on until the job ends");
     log->add_option("-n,--lines", options.lines, "Only the last LINES lines")
-        ->check(CLI::Range(0, 1000000000).description(""))
+        ->check(wholeNumberFrom(0, 1e9))
         ->type_name("LINES");
     jobs(log, 0, INT_MAX);
     CLI::App* const wait = command("wait", "Wait for jobs, default all; end with their status");
     wait->add_option("--timeout", options.timeout, "End with 124 after so many seconds")
-        ->check(CLI::Range(0.0, 1e9).description(""))
+        ->check(numberFrom(0, 1e9))
         ->type_name("SEC");
     jobs(wait, 0, INT_MAX);
     CLI::App* const show = command("show", "Show everything about jobs");
@@ -189,6 +193,10 @@ void Grammar::addLookCommands()
     CLI::App* const status = command("status", "Say whether a server runs, and what; starts none");
     status->add_flag("--json", options.json, "As JSON");
     status->footer(COMMON_HELP);
+    CLI::App* const help = command("help", "Say how zojob, or one of its commands, is used");
+    help->add_option("COMMAND", options.jobs, "Its name")->expected(0, 1)->type_name("");
+    help->footer(CODES_HELP);
+    command("version", "Print the version")->footer(COMMON_HELP);
 }
 
 /// Whether this word, which begins with "-", has its value in the next one.
@@ -259,14 +267,29 @@ static void separateEmptyValues(std::vector<std::string>& args)
 /// What CLI11 cannot check by itself.
 static void checkTogether(const Options& options)
 {
-    if (std::isnan(options.watch) || std::isnan(options.timeout))
-        throw Failure{ WRONG_USAGE, "nan is no number of seconds" };
+    const std::string hint = helpHint(options.command);
+    if (options.words.size() > 1 && options.words[0] == "-")
+        throw Failure{ WRONG_USAGE, "a script from standard input takes no words: '" +
+                                        options.words[1] + "'" + hint };
     if (options.command == "list" && options.json && options.watch > 0)
-        throw Failure{ WRONG_USAGE, "--json prints one document, --watch many: choose one" };
+        throw Failure{ WRONG_USAGE, "--json prints one document, --watch many: choose one" + hint };
     if (options.detach && !options.slurm)
-        throw Failure{ WRONG_USAGE, "--detach is for jobs of a cluster: use it with --slurm" };
+        throw Failure{ WRONG_USAGE,
+                       "--detach is for jobs of a cluster: use it with --slurm" + hint };
     if (options.command == "remove" && options.jobs.empty() != options.finished)
-        throw Failure{ WRONG_USAGE, "remove which jobs? Name them, or use --finished, not both" };
+        throw Failure{ WRONG_USAGE,
+                       "remove which jobs? Name them, or use --finished, not both" + hint };
+}
+
+/// The help of the command that is named; without a name, of zojob itself.
+static std::string helpText(CLI::App& app, const std::vector<std::string>& names)
+{
+    if (names.empty())  // help() of the app is that of the command that was read
+        return app.get_formatter()->make_help(&app, "", CLI::AppFormatMode::Normal);
+    for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; }))
+        if (command->check_name(names[0]))
+            return command->help("zojob");
+    throw Failure{ WRONG_USAGE, "no command is named '" + names[0] + "'" + helpHint("") };
 }
 
 Options parseOptions(int argc, char** argv)
@@ -288,13 +311,14 @@ Options parseOptions(int argc, char** argv)
         options.command.clear();
         options.text = std::string(version.what()) + "\n";
         return options;
-    } catch (const CLI::ExtrasError&) {
-        const std::string word = grammar.app.remaining(true).at(0);
-        const bool isCommand = grammar.app.get_subcommands().empty() && word[0] != '-';
-        throw Failure{ WRONG_USAGE, (isCommand ? "unknown command '" : "unexpected '") + word +
-                                        "'; see 'zojob --help'" };
     } catch (const CLI::ParseError& error) {
-        throw Failure{ WRONG_USAGE, std::string(error.what()) + "; see 'zojob --help'" };
+        throw wrongUsage(grammar.app, error);
+    }
+    if (options.command == "help" || options.command == "version") {
+        options.text =
+            options.command == "help" ? helpText(grammar.app, options.jobs) : versionText() + "\n";
+        options.command.clear();
+        return options;
     }
     options.labelled = grammar.submit->count("--label") > 0;
     if (grammar.app.get_subcommand("list")->count("--watch") > 0 && options.watch == 0)

@@ -1,5 +1,6 @@
 #include "zojob/Options.h"
 #include "zojob/Report.h"
+#include "zojob/Usage.h"
 #include "zojob/command/Commands.h"
 
 #include <cerrno>
@@ -34,14 +35,16 @@ static int runOptions(const Options& options)
 
 static int runProtected(int argc, char** argv)
 {
+    Options options;
     try {
-        return runOptions(parseOptions(argc, argv));
+        options = parseOptions(argc, argv);
+        return runOptions(options);
     } catch (const Failure& failure) {
         note(failure.text);
         return failure.code;
     } catch (const JobError& error) {
         const Failure failure(error);
-        note(failure.text);
+        note(failure.text + (failure.code == WRONG_USAGE ? helpHint(options.command) : ""));
         return failure.code;
     } catch (const std::exception& exception) {
         note(std::string("cannot go on: ") + exception.what());

@@ -102,6 +102,8 @@ TEST_F(View, ListShowsWhatIsAskedFor)
         { { "list", "-n", "-1" }, "", 2 },
         { { "list", "-n", "many" }, "", 2 },
         { { "list", "surplus" }, "", 2 },
+        { { "submit", "-", "x" }, "", 2 },
+        { { "help", "nonsense" }, "", 2 },
         { { "list", "--json", "--watch" }, "", 2 },
         { { "list", "--watch=0" }, "", 2 },
         { { "--color", "blue" }, "", 2 },
@@ -344,9 +346,9 @@ TEST_F(View, OutputThatCannotBeWrittenIsAFailure)
 TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
 {
     records[5] =
-        "10:true:f\xc3\xb3xtrot:" + Sandbox::path("place6") + "/x:" + name(6) + ":0:0:0:-1\n";
-    fs::create_directory("place6/x");
-    Sandbox::write("place6/x/." + name(6), "");
+        "10:true:f\xc3\xb3xtrot:" + Sandbox::path("place6") + "/$(x):" + name(6) + ":0:0:0:-1\n";
+    fs::create_directory("place6/$(x)");
+    Sandbox::write("place6/$(x)/." + name(6), "");
     save();
     const std::string twin = name(6) + ":" + Sandbox::path("place6");
     const std::string both = twin.substr(twin.find(':') + 1);
@@ -359,7 +361,11 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
         { "zojob show la", "last" },
         { "zojob --host x list --js", "--json" },
         { "zojob list --state kil", "killed" },
-        { "zojob show " + twin + "/", both + "/x" },
+        { "zojob list --state=kil", "killed" },
+        { "zojob list --state waiting,run", "waiting,running" },
+        { "zojob --color=al", "always" },
+        { "zojob help sub", "submit" },
+        { "zojob show " + twin + "/", both + "/\\$\\(x\\)" },  // put into the line, it is not run
     };
     const std::string script = "PATH=" KELVO_BUILD_DIR "/bin:$PATH; "
                                ". " KELVO_SOURCE_DIR "/zojob/completions/zojob.bash; "

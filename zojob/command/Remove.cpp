@@ -36,8 +36,6 @@ int removeCommand(const Options& options)
         for (const Job& job : queue.jobs)
             if (job.hasEnded())
                 chosen.push_back(job);
-    if (chosen.empty())
-        throw Failure{ REFUSED, "no job has finished: there is nothing to remove" };
     bool all = true;
     for (const Job& job : chosen)
         all = removeJob(server, queue, job, options.force) && all;

@@ -4,6 +4,7 @@
 #include "jobs/StateDirectory.h"
 #include "jobs/Submission.h"
 #include "zojob/Report.h"
+#include "zojob/Usage.h"
 #include "zojob/command/Commands.h"
 #include "zojob/command/Waiting.h"
 #include "zojob/view/Json.h"
@@ -88,6 +89,9 @@ static Submission prepare(const Options& options)
         job.cluster =
             Submission::Cluster{ Slurm::splitOptions(options.slurmOptions), options.detach };
     job.check();
+    const std::string warning = wordsWarning(options.words, job.directory);
+    if (!warning.empty())
+        note(warning);
     return job;
 }
 

@@ -1,5 +1,11 @@
 # Completion of zojob for bash: commands, options, and the jobs of the queue with what they are.
-# Asking for the jobs never starts a server.
+# The jobs are read from the queue file: no server is needed, and none is started.
+#
+# An installed zojob under PREFIX: the package bash-completion finds this file by itself when
+# PREFIX/share is in XDG_DATA_DIRS, or without that by this line in ~/.bashrc:
+#     . PREFIX/share/bash-completion/completions/zojob
+
+_zojob_states='waiting running done failed timed-out skipped killed cancelled'
 
 # Prints the commands and options that may follow a command; without one, those of zojob itself.
 _zojob_options() {
@@ -11,8 +17,8 @@ _zojob_options() {
     log) echo "--follow --lines $common" ;;
     wait) echo "--timeout $common" ;;
     show | status) echo "--json $common" ;;
-    run | kill | quit | window) echo "$common" ;;
-    *) echo "submit list run kill remove log wait show status quit window $common" ;;
+    run | kill | quit | window | help | version) echo "$common" ;;
+    *) echo "submit list run kill remove log wait show status quit window help version $common" ;;
     esac
 }
 
@@ -21,19 +27,20 @@ _zojob_jobs() {
     case $1 in
     run) zojob list --names --state waiting ;;
     kill) zojob list --names --state running ;;
-    remove | rm) zojob list --names --state waiting,done,killed ;;
+    remove | rm) zojob list --names ;;
     wait) zojob list --names --state waiting,running ;;
     log | show) zojob list --names ;;
     esac 2>/dev/null
 }
 
-# Completes the name of a job. Descriptions are shown while there is a choice; a single match is
-# only its name.
+# Completes the name of a job. Descriptions are shown while there is a choice, but never where a
+# choice is put into the line as it stands: nothing in a label may come to be run. A name comes from
+# whoever made the job's directory, and is quoted.
 _zojob_complete_jobs() {
     local line name
     local -a names=() lines=()
     while IFS= read -r line; do
-        name=${line%%$'\t'*}
+        printf -v name %q "${line%%$'\t'*}"
         [[ $name == "$cur"* ]] || continue
         names+=("$name")
         lines+=("$name  (${line#*$'\t'})")
@@ -41,23 +48,45 @@ _zojob_complete_jobs() {
     for name in last running failed; do
         [[ $name == "$cur"* && -n $cur ]] && names+=("$name") lines+=("$name")
     done
-    if ((${#names[@]} == 1)); then
-        lines=("${names[0]}")
+    if ((${#names[@]} == 1)) || [[ ${COMP_TYPE-} == @(37|42) ]]; then
+        lines=("${names[@]}")
     fi
-    # What is left of a colon stands in a word of its own to bash, and stays.
-    [[ $cur == *:* && $COMP_WORDBREAKS == *:* ]] && lines=("${lines[@]#"${cur%"${cur##*:}"}"}")
-    COMPREPLY=("${lines[@]}")
+    _zojob_reply "${lines[@]}"
+}
+
+# Completes words of a list; with -C, the last one of several with commas between them.
+_zojob_complete_words() {
+    local before=''
+    if [[ $1 == -C ]]; then
+        shift
+        [[ $cur != *,* ]] || before=${cur%,*},
+    fi
+    local -a found
+    mapfile -t found < <(compgen -P "$before" -W "$1" -- "${cur#"$before"}")
+    _zojob_reply "${found[@]}"
 }
 
 # Completes names of files (-f) or directories (-d).
 _zojob_files() {
+    local -a found
     compopt -o filenames 2>/dev/null
-    mapfile -t COMPREPLY < <(compgen "$1" -- "$cur")
+    mapfile -t found < <(compgen "$1" -- "$cur")
+    _zojob_reply "${found[@]}"
+}
+
+# Takes the choices. What is left of a colon or an equal sign stands in a word of its own to bash, and
+# stays in the line.
+_zojob_reply() {
+    local kept=$option
+    [[ -z $option || $COMP_WORDBREAKS != *=* ]] || kept=''
+    COMPREPLY=("${@/#/"$kept"}")
+    [[ $cur != *:* || $COMP_WORDBREAKS != *:* ]] ||
+        COMPREPLY=("${COMPREPLY[@]#"$kept${cur%"${cur##*:}"}"}")
 }
 
 _zojob() {
     # The words as they are separated by blanks: bash itself would part ID:DIRECTORY at the colon.
-    local line=${COMP_LINE:0:COMP_POINT} cur prev command='' word i
+    local line=${COMP_LINE:0:COMP_POINT} cur prev command='' option='' word i
     local -a words
     read -ra words <<<"$line"
     [[ $line == *[[:space:]] ]] && words+=('')
@@ -86,22 +115,31 @@ _zojob() {
             return
         fi
     fi
+    if [[ $cur == --*=* ]]; then
+        option=${cur%%=*}= cur=${cur#*=}
+        prev=${option%=}
+    fi
     case $prev in
-    --color) mapfile -t COMPREPLY < <(compgen -W 'auto never always' -- "$cur") ;;
-    --state) mapfile -t COMPREPLY < <(compgen -W 'waiting running done killed' -- "$cur") ;;
+    --color) _zojob_complete_words 'auto never always' ;;
+    --state) _zojob_complete_words -C "$_zojob_states" ;;
     --host) mapfile -t COMPREPLY < <(compgen -A hostname -- "$cur") ;;
     --root | --directory | -C) _zojob_files -d ;;
     --label | -L | --timeout | --lines | -n) ;;
-    *)
-        if [[ $cur == -* || -z $command ]]; then
-            mapfile -t COMPREPLY < <(compgen -W "$(_zojob_options "$command")" -- "$cur")
-        elif [[ $command == submit || $command == add ]]; then
-            mapfile -t COMPREPLY < <(compgen -c -- "$cur")
-        else
-            _zojob_complete_jobs "$command"
-        fi
-        ;;
+    *) [[ -n $option ]] || _zojob_word ;;
     esac
+}
+
+# Completes a word that is no value of an option.
+_zojob_word() {
+    if [[ $cur == -* || -z $command ]]; then
+        _zojob_complete_words "$(_zojob_options "$command")"
+    elif [[ $command == submit || $command == add ]]; then
+        mapfile -t COMPREPLY < <(compgen -c -- "$cur")
+    elif [[ $command == help ]]; then
+        _zojob_complete_words 'submit list run kill remove log wait show status quit window help version'
+    else
+        _zojob_complete_jobs "$command"
+    fi
 }
 
 complete -F _zojob zojob

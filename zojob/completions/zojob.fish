@@ -1,13 +1,18 @@
 # Completion of zojob for fish: commands, options, and the jobs of the queue with what they are.
-# Asking for the jobs never starts a server.
+# The jobs are read from the queue file: no server is needed, and none is started.
+#
+# An installed zojob under PREFIX is completed when PREFIX/share is in XDG_DATA_DIRS before fish starts,
+# or without that by this line in ~/.config/fish/config.fish:
+#     source PREFIX/share/fish/vendor_completions.d/zojob.fish
 
-set -l commands submit add list ls run kill remove rm log wait show status quit window
+set -l commands submit add list ls run kill remove rm log wait show status quit window help version
 set -l none "not __fish_seen_subcommand_from $commands"
 
-# __zojob_jobs COMMANDS STATES: completes the jobs in these states after one of the commands.
+# __zojob_jobs COMMANDS [STATES]: completes the jobs in these states after one of the commands.
 function __zojob_jobs
+    set -q argv[2]; and set -l states --state $argv[2]
     complete -c zojob -f -k -n "__fish_seen_subcommand_from $argv[1]" \
-        -a "(zojob list --names --state $argv[2] 2>/dev/null)"
+        -a "(zojob list --names $states 2>/dev/null)"
 end
 
 complete -c zojob -f -n $none -a submit -d 'Queue a command'
@@ -21,6 +26,9 @@ complete -c zojob -f -n $none -a show -d 'Show everything about a job'
 complete -c zojob -f -n $none -a status -d 'Say whether a server runs, and what'
 complete -c zojob -f -n $none -a quit -d 'End the server'
 complete -c zojob -f -n $none -a window -d 'Open the queue in a window'
+complete -c zojob -f -n $none -a help -d 'Say how zojob or a command is used'
+complete -c zojob -f -n $none -a version -d 'Print the version'
+complete -c zojob -f -n '__fish_seen_subcommand_from help' -a "$commands"
 
 complete -c zojob -l host -x -a '(__fish_print_hostnames)' -d 'Use the server on this machine'
 complete -c zojob -l root -x -a '(__fish_complete_directories)' -d 'Installation directory'
@@ -41,7 +49,7 @@ complete -c zojob -n $submit -x -a '(__fish_complete_subcommand --fcs-skip=2)'
 
 set -l list '__fish_seen_subcommand_from list ls'
 complete -c zojob -f -n $list
-complete -c zojob -n $list -l state -x -a 'waiting running done killed' -d 'Only these'
+complete -c zojob -n $list -l state -x -a '(__fish_append , waiting running done failed timed-out skipped killed cancelled)' -d 'Only these'
 complete -c zojob -n $list -s n -x -d 'Only the last jobs'
 complete -c zojob -n $list -l watch -d 'Again every so many seconds'
 complete -c zojob -n $list -l wide -d 'All columns'
@@ -50,9 +58,9 @@ complete -c zojob -n '__fish_seen_subcommand_from list ls show status' -l json -
 
 __zojob_jobs run waiting
 __zojob_jobs kill running
-__zojob_jobs 'remove rm' waiting,done,killed
+__zojob_jobs 'remove rm'
 __zojob_jobs wait waiting,running
-__zojob_jobs 'log show' waiting,running,done,killed
+__zojob_jobs 'log show'
 functions -e __zojob_jobs
 
 set -l remove '__fish_seen_subcommand_from remove rm'
@@ -61,4 +69,4 @@ complete -c zojob -n $remove -l finished -d 'All that are done or killed'
 complete -c zojob -n '__fish_seen_subcommand_from log' -s f -l follow -d 'Go on until the job ends'
 complete -c zojob -n '__fish_seen_subcommand_from log' -s n -l lines -x -d 'Only the last lines'
 complete -c zojob -n '__fish_seen_subcommand_from wait' -l timeout -x -d 'Seconds'
-complete -c zojob -f -n '__fish_seen_subcommand_from status quit'
+complete -c zojob -f -n '__fish_seen_subcommand_from status quit version'

@@ -1,0 +1,106 @@
+#include "zojob/Usage.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <unistd.h>
+
+static std::string numberText(double number)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.10g", number);
+    return text;
+}
+
+static CLI::Validator number(double least, double most, bool whole)
+{
+    const auto check = [=](const std::string& text) {
+        char* end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        const bool isNumber = !text.empty() && *end == '\0' && !std::isnan(value);
+        if (isNumber && value >= least && value <= most && (!whole || value == std::floor(value)))
+            return std::string();
+        return "'" + text + "' is no " + (whole ? "whole " : "") + "number from " +
+               numberText(least) + " to " + numberText(most);
+    };
+    return CLI::Validator(check, "");
+}
+
+CLI::Validator numberFrom(double least, double most)
+{
+    return number(least, most, false);
+}
+
+CLI::Validator wholeNumberFrom(double least, double most)
+{
+    return number(least, most, true);
+}
+
+CLI::Validator oneOf(const std::vector<std::string>& words)
+{
+    const auto check = [words](const std::string& text) {
+        if (std::count(words.begin(), words.end(), text))
+            return std::string();
+        std::string list;
+        for (const std::string& word : words)
+            list += (list.empty() ? "" : word == words.back() ? " or " : ", ") + word;
+        return "'" + text + "' is not " + list;
+    };
+    return CLI::Validator(check, "");
+}
+
+/// The command that was read before the parser stopped; empty when there was none.
+static std::string commandOf(const CLI::App& app)
+{
+    const auto commands = app.get_subcommands();
+    return commands.empty() ? "" : commands[0]->get_name();
+}
+
+static std::string unexpected(const CLI::App& app)
+{
+    const std::string word = app.remaining(true).at(0), command = commandOf(app);
+    if (command.empty())
+        return (word[0] == '-' ? "no option is named '" : "no command is named '") + word + "'";
+    return command + (word[0] == '-' ? " has no option '" : " takes no more words: '") + word + "'";
+}
+
+static std::string missing(const std::string& command)
+{
+    if (command == "submit")
+        return "what is to run? Give a command, or - for a script from standard input";
+    return "which job? Name one";
+}
+
+Failure wrongUsage(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::string text = error.what(), command = commandOf(app);
+    const std::string name = text.substr(0, text.find_first_of(": "));
+    const bool isOption = name[0] == '-';
+    std::string sentence = text;
+    if (dynamic_cast<const CLI::ExtrasError*>(&error))
+        sentence = unexpected(app);
+    else if (dynamic_cast<const CLI::RequiredError*>(&error))
+        sentence = missing(command);
+    else if (dynamic_cast<const CLI::ArgumentMismatch*>(&error))
+        sentence = isOption ? name + " needs a value" : command + " takes one name only";
+    else if (dynamic_cast<const CLI::ConversionError*>(&error))
+        sentence = "an option was given a value that it does not take";
+    return Failure{ WRONG_USAGE, sentence + helpHint(command) };
+}
+
+std::string helpHint(const std::string& command)
+{
+    return "; see 'zojob " + command + (command.empty() ? "" : " ") + "--help'";
+}
+
+std::string wordsWarning(const std::vector<std::string>& words, const std::string& directory)
+{
+    const std::string& first = words[0];
+    const std::string path = (first[0] == '/' ? "" : directory + "/") + first;
+    if (words.size() < 2 || first.find_first_of(" \t") == std::string::npos ||
+        ::access(path.c_str(), X_OK) == 0)
+        return "";
+    return "'" + first +
+           "' is taken for the name of one program, since more words follow; a line of shell is "
+           "one word, with options in front of it";
+}
