@@ -65,8 +65,19 @@ std::string JobDirectory::script() const
 
 GivenTexts JobDirectory::given() const
 {
-    const std::string start = hasScript() ? readStart(path(SCRIPT), HEAD) : "";
-    return givenTexts(start.size() < HEAD ? start : script());
+    GivenTexts texts;
+    if (!hasScript()) {
+        texts.command = job.command;
+        texts.directory = job.directory;
+        if (!job.description.empty())
+            texts.label = job.description;
+        return texts;
+    }
+    const std::string start = readStart(path(SCRIPT), HEAD);
+    texts = givenTexts(start.size() < HEAD ? start : script());
+    if (texts.command.empty())
+        texts.command = job.description;
+    return texts;
 }
 
 /// Seconds since the epoch at which a file was changed last; 0 when there is none.

@@ -31,7 +31,7 @@ public:
     /// The whole script of a job of ours; empty when it cannot be read.
     std::string script() const;
 
-    /// What the submission was given; empty for a job that is not ours.
+    /// What the submission was given; of a job that is not ours what the queue's record tells.
     GivenTexts given() const;
 
     /// When the command itself was started and ended, in seconds since the epoch; 0 when the files

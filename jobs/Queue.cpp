@@ -36,12 +36,3 @@ const Job* Queue::findDirectory(const std::string& directory) const
 {
     return first(jobs, [&directory](const Job& job) { return job.directory == directory; });
 }
-
-std::array<int, JOB_STATES> Queue::counts() const
-{
-    std::array<int, JOB_STATES> counts{};
-    for (const Job& job : jobs)
-        for (int i = 0; i < JOB_STATES; ++i)
-            counts[i] += job.state == STATES[i];
-    return counts;
-}

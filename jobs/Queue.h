@@ -4,7 +4,6 @@
 #include "jobs/Job.h"
 #include "utlib/UtDArray.h"
 
-#include <array>
 #include <string>
 #include <vector>
 
@@ -30,9 +29,6 @@ public:
 
     /// The job with this directory of its own.
     const Job* findDirectory(const std::string& directory) const;
-
-    /// How many jobs are in each of the STATES.
-    std::array<int, JOB_STATES> counts() const;
 };
 
 #endif

@@ -141,10 +141,13 @@ void Grammar::addList()
 {
     CLI::App* const list = command("list", "List the queue");
     list->alias("ls");
-    list->add_option("--state", options.states, "Only these: waiting, running, done, killed")
+    list->add_option("--state", options.states,
+                     "Only these: waiting, running, done, failed, timed-out, skipped, killed, "
+                     "cancelled")
         ->delimiter(',')
         ->allow_extra_args(false)
-        ->check(oneOf({ "waiting", "running", "done", "killed" }))
+        ->check(oneOf({ "waiting", "running", "done", "failed", "timed-out", "skipped", "killed",
+                        "cancelled" }))
         ->type_name("S,S");
     list->add_option("-n", options.count, "Only the last N jobs")
         ->check(wholeNumberFrom(0, 1e9))
@@ -167,7 +170,9 @@ void Grammar::addQueueCommands()
     CLI::App* const remove = command("remove", "Remove jobs with what zojob made for them");
     remove->alias("rm");
     remove->add_flag("--force", options.force, "Also those whose directories zojob did not make");
-    remove->add_flag("--finished", options.finished, "All that are done or killed");
+    remove->add_flag("--finished", options.finished, "All that have ended and have not failed");
+    remove->add_flag("--failed", options.failed, "All that have failed, timed out or were skipped");
+    remove->add_flag("--all", options.all, "All that have ended");
     jobs(remove, 0, INT_MAX);
     command("quit", "End the server; a running job goes on")->footer(COMMON_HELP);
     command("window", "Open the queue in a window")->footer(COMMON_HELP);
@@ -188,6 +193,7 @@ void Grammar::addLookCommands()
         ->type_name("SEC");
     jobs(wait, 0, INT_MAX);
     CLI::App* const show = command("show", "Show everything about jobs");
+    show->add_flag("--script", options.script, "Also the script, with the job's environment");
     show->add_flag("--json", options.json, "As JSON");
     jobs(show, 1, INT_MAX);
     CLI::App* const status = command("status", "Say whether a server runs, and what; starts none");
@@ -276,9 +282,12 @@ static void checkTogether(const Options& options)
     if (options.detach && !options.slurm)
         throw Failure{ WRONG_USAGE,
                        "--detach is for jobs of a cluster: use it with --slurm" + hint };
-    if (options.command == "remove" && options.jobs.empty() != options.finished)
-        throw Failure{ WRONG_USAGE,
-                       "remove which jobs? Name them, or use --finished, not both" + hint };
+    const bool isKind = options.finished || options.failed || options.all;
+    if (options.command == "remove" && options.jobs.empty() != isKind)
+        throw Failure{
+            WRONG_USAGE,
+            "remove which jobs? Name them, or use one of --finished, --failed and --all" + hint
+        };
 }
 
 /// The help of the command that is named; without a name, of zojob itself.

@@ -18,14 +18,14 @@ struct Options {
     // submit
     std::vector<std::string> words;  ///< the command, exactly as it was given
     std::string label;
-    bool labelled = false;
     std::string directory;  ///< empty: where zojob was called
+    bool labelled = false;
     bool run = false;
     bool wait = false;
     bool quiet = false;
     bool slurm = false;
-    std::string slurmOptions;  ///< one line
     bool detach = false;
+    std::string slurmOptions;  ///< one line
 
     // list
     std::vector<std::string> states;  ///< empty: all
@@ -35,9 +35,13 @@ struct Options {
     bool noHeader = false;
     bool names = false;  ///< only names and descriptions, for completions
 
+    bool script = false;  ///< show: the job's script with its environment
+
     // remove
     bool force = false;
-    bool finished = false;
+    bool finished = false;  ///< those that have ended, but not those that have failed
+    bool failed = false;    ///< those that have failed
+    bool all = false;       ///< all that have ended
 
     // log
     bool follow = false;

@@ -243,7 +243,7 @@ TEST_F(Cluster, AShutdownIsNoKill)
     EXPECT_TRUE(Sandbox::waitFor([&] { return (bool)show(name)["cluster"]["detached"]; }));
     EXPECT_TRUE(holds(Process({ ZOJOB, "log", name }).out(), "goes on"));
     zojob({ "wait", name }, 9);
-    EXPECT_EQ("done", show(name)["state"]);
+    EXPECT_EQ("failed", show(name)["state"]);
 }
 
 TEST_F(Cluster, DetachedJobsRunSideBySide)

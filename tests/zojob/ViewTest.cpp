@@ -95,6 +95,8 @@ TEST_F(View, ListShowsWhatIsAskedFor)
         { { "list", "-n", "99" }, "abcdefg" },
         { { "list", "--state", "killed" }, "d" },
         { { "list", "--state=waiting,running" }, "efg" },
+        { { "list", "--state", "failed" }, "bc" },
+        { { "list", "--state", "timed-out,done" }, "a" },
         { { "list", "--state", "waiting", "--state", "killed" }, "dfg" },
         { { "list", "--state", "waiting", "-n", "1", "--no-header" }, "g" },
         { { "list", "--names", "--state", "running" }, "e" },
@@ -121,15 +123,15 @@ TEST_F(View, ListShowsEveryJobAsItIs)
 {
     const std::string list = Call({ "list" }).out(), bare = Call({ "list", "--no-header" }).out();
     std::istringstream lines(list);
-    const Words parts[] = { { "ID", "STATE" },
+    const Words parts[] = { { "JOB", "STATE" },
                             { "done", " 1:02:05 ", "alpha" },
-                            { "done", " 3 ", "1:00" },
-                            { "done", " 5 ", " 0:00 " },
+                            { "failed", " 3 ", "1:00" },
+                            { "failed", " 5 ", " 0:00 " },
                             { "killed", "143", "0:01" },
                             { "running", "1:0", "exec \"it\"" },
                             { "waiting", "f\xc3\xb3xtrot \\x1b[31m?" },
                             { "waiting", "golf" },
-                            { "2 waiting, 1 running, 3 done, 1 killed" } };
+                            { "2 waiting, 1 running, 1 done, 2 failed, 1 killed" } };
     for (const Words& wanted : parts) {
         std::string line;
         std::getline(lines, line);
@@ -138,7 +140,9 @@ TEST_F(View, ListShowsEveryJobAsItIs)
     }
     EXPECT_EQ(7, std::count(bare.begin(), bare.end(), '\n')) << "neither headings nor counts";
     EXPECT_FALSE(holds(list, "\x1b"));
-    EXPECT_TRUE(holds(Call({ "--color", "always" }).out(), "\x1b[32mdone"));
+    const std::string colored = Call({ "--color", "always" }).out();
+    EXPECT_TRUE(holds(colored, "\x1b[32mdone"));
+    EXPECT_TRUE(holds(colored, "\x1b[31mfailed"));
     EXPECT_TRUE(holds(Call({ "list", "--wide" }).out(), Sandbox::path("place0")));
     const auto json = nlohmann::json::parse(Call({ "list", "--json" }).out());
     ASSERT_EQ(7u, json.size());
@@ -153,10 +157,31 @@ TEST_F(View, ListShowsEveryJobAsItIs)
     EXPECT_EQ(json[5], nlohmann::json::parse(Call({ "list", "--json", "-n", "2" }).out())[0]);
 }
 
+TEST_F(View, TextsAreThoseThatWereGiven)
+{
+    const std::string given = "# command: printf \"\\\\n\" 'a\\nb'\n# directory: /a \\\\ b\n";
+    Sandbox::write("place1/job", "#!/bin/sh\n# made by zojob for us\n" + given + "# end\n");
+    Sandbox::write("place2/job", "#!/bin/sh\n" + given + "# label: \xe8\xa1\xa8\xe9\xa1\x8c x\n" +
+                                     "# end\n# command: another\n");
+    Sandbox::write("place2/started", "");  // long after the time that the queue has
+    Sandbox::write("place2/exit", "5\n");
+    const auto json = nlohmann::json::parse(Call({ "list", "--json" }).out());
+    EXPECT_EQ("printf \"\\n\" 'a\nb'", json[1]["command"]);
+    EXPECT_EQ("/a \\ b", json[1]["workdir"]);
+    EXPECT_EQ(nullptr, json[1]["label"]);
+    EXPECT_EQ("\xe8\xa1\xa8\xe9\xa1\x8c x", json[2]["label"]);
+    EXPECT_EQ(json[1]["command"], json[2]["command"]);
+    EXPECT_EQ(0, json[2]["time"]);
+    const std::string list = Call({ "list" }).out();
+    EXPECT_TRUE(holds(list, "  printf \"\\n\" 'a\\nb'\n")) << list;
+    EXPECT_TRUE(holds(list, "  \xe8\xa1\xa8\xe9\xa1\x8c x\n")) << list;
+    EXPECT_FALSE(holds(Call({ "show", name(1) }).out(), "made by")) << "only with --script";
+}
+
 TEST_F(View, ShowAndStatusTellEverything)
 {
     const std::string text = Call({ "show", name(1) }).out();
-    for (const char* part : { "done", "3", "bravo", OWN, "place1", "1:00" })
+    for (const char* part : { "failed", "3", "bravo", "place1/log", "1:00" })
         EXPECT_TRUE(holds(text, part)) << part << " in: " << text;
     const auto json = nlohmann::json::parse(Call({ "show", "--json", name(0) }).out());
     EXPECT_EQ("true", json["command"]);
@@ -197,7 +222,7 @@ TEST_F(View, NamesMeanTheJobsThatHaveThem)
         { { name(6) + ":" + twin + "x" }, "" },
     };
     for (const auto& [words, job] : cases) {
-        Words call = { "show", "--json" };
+        Words call = { "show" };
         call.insert(call.end(), words.begin(), words.end());
         Call asked(call);
         EXPECT_EQ(*job ? 0 : 1, asked.end()) << joined(call) << ": " << asked.err();

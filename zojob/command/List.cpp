@@ -1,93 +1,67 @@
-#include "jobs/Cluster.h"
-#include "jobs/JobName.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Text.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
+#include "zojob/command/Watch.h"
 #include "zojob/view/Json.h"
 #include "zojob/view/Table.h"
 
 #include <algorithm>
-#include <unistd.h>
 
-/// A part of the queue, with the jobs' names in the whole of it.
-struct Selection {
-    std::vector<Job> jobs;
-    std::vector<std::string> names;
-};
+static const char* const HOW_TO_RUN = "; none runs: 'zojob run' starts those that wait";
 
-static Selection select(const Queue& queue, const Options& options)
+/// Whether a state was asked for by this word: its name without blanks.
+static bool isNamed(JobState state, const std::string& word)
 {
-    const std::vector<std::string> names = jobNames(queue);
-    const auto& states = options.states;
-    Selection chosen;
-    for (std::size_t i = 0; i < queue.jobs.size(); ++i) {
-        if (!states.empty() && !std::count(states.begin(), states.end(), stateName(queue.jobs[i])))
-            continue;
-        chosen.jobs.push_back(queue.jobs[i]);
-        chosen.names.push_back(names[i]);
+    std::string name = jobStateName(state);
+    std::replace(name.begin(), name.end(), ' ', '-');
+    return name == word;
+}
+
+std::vector<Listed> selectJobs(const std::vector<Listed>& all, const Options& options)
+{
+    std::vector<Listed> chosen;
+    for (const Listed& one : all) {
+        const auto isAsked = [&one](const std::string& word) { return isNamed(one.state, word); };
+        if (options.states.empty() ||
+            std::any_of(options.states.begin(), options.states.end(), isAsked))
+            chosen.push_back(one);
     }
-    const long excess = options.count < 0 ? 0 : (long)chosen.jobs.size() - options.count;
-    if (excess > 0) {
-        chosen.jobs.erase(chosen.jobs.begin(), chosen.jobs.begin() + excess);
-        chosen.names.erase(chosen.names.begin(), chosen.names.begin() + excess);
-    }
+    const long excess = options.count < 0 ? 0 : (long)chosen.size() - options.count;
+    if (excess > 0)
+        chosen.erase(chosen.begin(), chosen.begin() + excess);
     return chosen;
 }
 
+std::string summary(const std::vector<Listed>& all)
+{
+    return countText(all) + (standsStill(all) ? HOW_TO_RUN : "");
+}
+
 /// What a shell completes: a name, a tab, a state and a description.
-static void listNames(const Queue& queue, const Options& options)
+static void listNames(const std::vector<Listed>& jobs)
 {
-    const Selection chosen = select(queue, options);
-    for (std::size_t i = 0; i < chosen.jobs.size(); ++i)
-        print(chosen.names[i] + "\t" + stateName(chosen.jobs[i]) + " " +
-              printable(chosen.jobs[i].description) + "\n");
-}
-
-static void listOnce(const Queue& queue, const Options& options)
-{
-    const Selection chosen = select(queue, options);
-    if (options.json) {
-        writeJsonList(chosen.jobs, chosen.names);
-        return;
-    }
-    writeTable(chosen.jobs, chosen.names, options);
-    if (!options.noHeader)
-        print(countText(queue) + "\n");
-}
-
-/// Lists again at each change, and when the time is over in which running times grow unseen.
-static int listAgainAndAgain(const Server& server, const Options& options)
-{
-    QueueWatch watch(server);
-    Queue queue;
-    for (double due = 0;;) {
-        if (watch.hasChanged())
-            queue = watch.read();
-        else if (secondsNow() < due) {
-            watch.wait(due - secondsNow());
-            continue;
-        } else {
-            readClusters(queue.jobs);  // no queue tells of what happens there
-        }
-        due = secondsNow() + options.watch;
-        if (::isatty(STDOUT_FILENO))
-            print("\033[H\033[2J");
-        listOnce(queue, options);
-        if (!flushPrinted())
-            return DONE_WELL;
-    }
+    for (const Listed& one : jobs)
+        print(printable(one.name) + "\t" + jobStateName(one.state) + " " +
+              printable(titleOf(one.job)) + "\n");
 }
 
 int listCommand(const Options& options)
 {
     const Server server = serverOf(options, options.names ? Server::NEVER_START : Server::START);
     if (options.watch > 0)
-        return listAgainAndAgain(server, options);
-    const Queue queue = readQueue(server);
-    if (options.names)
-        listNames(queue, options);
-    else
-        listOnce(queue, options);
+        return watchList(server, options);
+    const std::vector<Listed> all = listedJobs(readQueue(server));
+    const std::vector<Listed> jobs = selectJobs(all, options);
+    if (options.names) {
+        listNames(jobs);
+    } else if (options.json) {
+        writeJsonList(jobs);
+    } else {
+        for (const std::string& line : tableLines(jobs, options))
+            print(line + "\n");
+        if (!options.noHeader)
+            print(summary(all) + "\n");
+    }
     return DONE_WELL;
 }

@@ -1,5 +1,6 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
+#include "jobs/JobState.h"
 #include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
@@ -32,10 +33,20 @@ int removeCommand(const Options& options)
     const Server server = serverOf(options);
     const Queue queue = readQueue(server);
     std::vector<Job> chosen = findJobs(queue, options.jobs);
-    if (options.finished)
-        for (const Job& job : queue.jobs)
-            if (job.hasEnded())
+    long kept = 0;
+    if (options.jobs.empty())
+        for (const Job& job : queue.jobs) {
+            if (!job.hasEnded())
+                continue;
+            const bool isFailed = hasFailed(job);
+            if (options.all || (isFailed ? options.failed : options.finished))
                 chosen.push_back(job);
+            else
+                kept += isFailed;
+        }
+    if (kept > 0)
+        note(std::to_string(kept) + (kept == 1 ? " job that has" : " jobs that have") +
+             " failed stay: --failed or --all removes them");
     bool all = true;
     for (const Job& job : chosen)
         all = removeJob(server, queue, job, options.force) && all;

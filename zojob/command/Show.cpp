@@ -26,15 +26,20 @@ static std::string printableLines(const std::string& text)
     return result;
 }
 
-static void showText(const Job& job, const std::string& name, const Options& options)
+static void showText(const Listed& one, const Options& options)
 {
+    const Job& job = one.job;
+    const JobDirectory directory(job);
+    const GivenTexts given = directory.given();
     const int status = exitStatus(job);
-    printField("job", name);
-    printField("id", std::to_string(job.id));
-    printField("state", coloredState(job, wantsColor(options), 0));
+    printField("job", printable(one.name));
+    printField("state", coloredState(one.state, wantsColor(options), 0));
     printField("exit status", status < 0 ? "-" : std::to_string(status));
-    printField("description", printable(job.description));
-    printField("command", printable(job.command));
+    if (given.label)
+        printField("label", printable(*given.label));
+    printField("command", printable(given.command));
+    printField("runs in", printable(given.directory));
+    printField("log", printable(directory.logPath()));
     printField("directory", printable(job.directory));
     if (!job.cluster.id.empty())
         printField("cluster", printable(job.cluster.id + " " + job.cluster.state));
@@ -42,9 +47,9 @@ static void showText(const Job& job, const std::string& name, const Options& opt
     printField("started", dateTime(job.startTime));
     printField("ended", dateTime(job.endTime));
     printField("run time", job.startTime ? duration(job.runTime()) : "-");
+    printField("id", std::to_string(job.id));
     printField("reserved", std::to_string(job.reserved));
-    const JobDirectory directory(job);
-    if (!directory.isOurs())
+    if (!options.script || !directory.isOurs())
         return;
     const std::string script = directory.script();
     print("script\n" + (::isatty(STDOUT_FILENO) ? printableLines(script) : script));
@@ -62,22 +67,18 @@ static void askCluster(Job& job)
 int showCommand(const Options& options)
 {
     const Queue queue = readQueue(serverOf(options));
-    std::vector<Job> jobs = findJobs(queue, options.jobs);
-    std::vector<std::string> names;
-    for (Job& job : jobs) {
+    std::vector<Listed> jobs;
+    for (Job job : findJobs(queue, options.jobs)) {
         askCluster(job);
-        names.push_back(jobName(queue, job));
+        jobs.push_back({ job, jobName(queue, job), jobState(job) });
     }
     if (options.json) {
-        if (jobs.size() == 1)
-            writeJsonJob(jobs[0], names[0], true);
-        else
-            writeJsonList(jobs, names, true);
+        writeJsonJobs(jobs, options.script);
         return DONE_WELL;
     }
     for (std::size_t i = 0; i < jobs.size(); ++i) {
         print(i ? "\n" : "");
-        showText(jobs[i], names[i], options);
+        showText(jobs[i], options);
     }
     return DONE_WELL;
 }

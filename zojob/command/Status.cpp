@@ -1,4 +1,3 @@
-#include "jobs/JobName.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Text.h"
 #include "zojob/Report.h"
@@ -7,13 +6,34 @@
 #include "zojob/view/Table.h"
 #include "zojob/view/Text.h"
 
-static void printStatus(const char* server, const Queue& queue)
+#include <pwd.h>
+
+/// The login name of a user; empty where there is none.
+static std::string userName(long long user)
+{
+    const struct passwd* const entry = user >= 0 ? ::getpwuid((uid_t)user) : nullptr;
+    return entry ? entry->pw_name : "";
+}
+
+static std::string serverText(const char* name, long long otherUser)
+{
+    const std::string other = userName(otherUser);
+    if (otherUser < 0)
+        return name;
+    return std::string(name) + ", the port is user " +
+           (other.empty() ? std::to_string(otherUser) : other) + "'s";
+}
+
+static void printStatus(const std::string& server, const std::vector<Listed>& jobs)
 {
     printField("server", server);
-    printField("jobs", countText(queue));
-    if (const Job* const running = queue.running())
-        printField("running", jobName(queue, *running) + " for " + duration(running->runTime()) +
-                                  ": " + printable(running->description));
+    printField("jobs", countText(jobs));
+    if (standsStill(jobs))
+        printField("queue", "stands still: 'zojob run' starts the jobs that wait");
+    for (const Listed& one : jobs)
+        if (one.job.isRunningHere())
+            printField("running", printable(one.name + " for " + duration(one.job.runTime()) +
+                                            ": " + titleOf(one.job)));
 }
 
 static const char* presenceName(Server::Presence presence)
@@ -35,13 +55,13 @@ int statusCommand(const Options& options)
     const Server server = serverOf(options, Server::NEVER_START);
     const Server::Look look = server.look();
     const char* const name = presenceName(look.presence);
-    Queue queue;
+    std::vector<Listed> jobs;
     if (server.isThisMachine() || look.presence == Server::OURS)
-        queue = readQueue(server);
+        jobs = listedJobs(readQueue(server));
     if (options.json)
-        writeJsonStatus(name, options.host, queue);
+        writeJsonStatus(name, options.host, look.otherUser, userName(look.otherUser), jobs);
     else
-        printStatus(name, queue);
+        printStatus(serverText(name, look.otherUser), jobs);
     if (look.presence == Server::OURS || look.presence == Server::NONE)
         return DONE_WELL;
     note(look.reason);

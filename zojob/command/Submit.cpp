@@ -160,7 +160,7 @@ int submitCommand(const Options& options)
     const Queue queue = readQueue(server);
     const Job& job = findByDirectory(queue, directory);
     if (options.json)
-        writeJsonJob(job, name, false);
+        writeJsonJobs({ { job, name, jobState(job) } }, false);
     (void)flushPrinted();
     if (options.wait)
         return waitFor(server, job, options.run);

@@ -13,10 +13,11 @@ _zojob_options() {
     case $1 in
     submit | add) echo "--label --directory --run --wait --quiet --slurm --detach --json $common" ;;
     list | ls) echo "--state --watch --wide --json --no-header -n $common" ;;
-    remove | rm) echo "--force --finished $common" ;;
+    remove | rm) echo "--force --finished --failed --all $common" ;;
     log) echo "--follow --lines $common" ;;
     wait) echo "--timeout $common" ;;
-    show | status) echo "--json $common" ;;
+    show) echo "--script --json $common" ;;
+    status) echo "--json $common" ;;
     run | kill | quit | window | help | version) echo "$common" ;;
     *) echo "submit list run kill remove log wait show status quit window help version $common" ;;
     esac

@@ -65,7 +65,10 @@ functions -e __zojob_jobs
 
 set -l remove '__fish_seen_subcommand_from remove rm'
 complete -c zojob -n $remove -l force -d 'Also directories that zojob did not make'
-complete -c zojob -n $remove -l finished -d 'All that are done or killed'
+complete -c zojob -n $remove -l finished -d 'All that have ended and have not failed'
+complete -c zojob -n $remove -l failed -d 'All that have failed'
+complete -c zojob -n $remove -l all -d 'All that have ended'
+complete -c zojob -n '__fish_seen_subcommand_from show' -l script -d 'Also the script'
 complete -c zojob -n '__fish_seen_subcommand_from log' -s f -l follow -d 'Go on until the job ends'
 complete -c zojob -n '__fish_seen_subcommand_from log' -s n -l lines -x -d 'Only the last lines'
 complete -c zojob -n '__fish_seen_subcommand_from wait' -l timeout -x -d 'Seconds'

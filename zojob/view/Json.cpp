@@ -1,7 +1,6 @@
 #include "zojob/view/Json.h"
 
 #include "jobs/JobDirectory.h"
-#include "jobs/JobName.h"
 #include "zojob/Report.h"
 #include "zojob/view/Text.h"
 
@@ -28,55 +27,69 @@ static Json clusterOf(const Job& job)
                  { "detached", job.isDetached } };
 }
 
-static Json toJson(const Job& job, const std::string& name)
+static Json toJson(const Listed& one)
 {
+    const Job& job = one.job;
+    const JobDirectory directory(job);
+    const GivenTexts given = directory.given();
     const int status = exitStatus(job);
     return Json{ { "id", job.id },
-                 { "name", name },
-                 { "state", stateName(job) },
+                 { "name", one.name },
+                 { "state", jobStateName(one.state) },
                  { "exit", status < 0 ? Json(nullptr) : Json(status) },
-                 { "description", job.description },
-                 { "command", job.command },
+                 { "label", given.label ? Json(*given.label) : Json(nullptr) },
+                 { "command", given.command },
+                 { "workdir", given.directory },
                  { "directory", job.directory },
+                 { "log", directory.logPath() },
                  { "start", time(job.startTime) },
                  { "end", time(job.endTime) },
                  { "time", job.runTime() },
+                 { "description", job.description },
                  { "reserved", job.reserved },
                  { "cluster", clusterOf(job) } };
 }
 
-/// The same with the script and the path of the output.
-static Json toLongJson(const Job& job, const std::string& name)
-{
-    const JobDirectory directory(job);
-    Json document = toJson(job, name);
-    document["log"] = directory.logPath();
-    document["script"] = directory.isOurs() ? Json(directory.script()) : Json(nullptr);
-    return document;
-}
-
-void writeJsonList(const std::vector<Job>& jobs, const std::vector<std::string>& names, bool more)
+void writeJsonList(const std::vector<Listed>& jobs)
 {
     Json list = Json::array();
-    for (std::size_t i = 0; i < jobs.size(); ++i)
-        list.push_back(more ? toLongJson(jobs[i], names[i]) : toJson(jobs[i], names[i]));
+    for (const Listed& one : jobs)
+        list.push_back(toJson(one));
     write(list);
 }
 
-void writeJsonJob(const Job& job, const std::string& name, bool more)
+void writeJsonJobs(const std::vector<Listed>& jobs, bool withScript)
 {
-    write(more ? toLongJson(job, name) : toJson(job, name));
+    Json list = Json::array();
+    for (const Listed& one : jobs) {
+        Json document = toJson(one);
+        const JobDirectory directory(one.job);
+        if (withScript)
+            document["script"] = directory.isOurs() ? Json(directory.script()) : Json(nullptr);
+        list.push_back(document);
+    }
+    write(list.size() == 1 ? list[0] : list);
 }
 
-void writeJsonStatus(const char* server, const std::string& host, const Queue& queue)
+void writeJsonStatus(const char* server, const std::string& host, long long otherUser,
+                     const std::string& otherName, const std::vector<Listed>& jobs)
 {
-    Json counts = Json::object();
-    for (int i = 0; i < JOB_STATES; ++i)
-        counts[STATE_NAMES[i]] = queue.counts()[i];
-    const Job* const running = queue.running();
-    write(Json{
-        { "server", server },
-        { "host", host.empty() ? Json(nullptr) : Json(host) },
-        { "counts", counts },
-        { "running", running ? toJson(*running, jobName(queue, *running)) : Json(nullptr) } });
+    Json counts = Json::object(), running = nullptr, other = nullptr;
+    for (int i = 0; i < JOB_STATE_COUNT; ++i)
+        counts[JOB_STATE_NAMES[i]] = 0;
+    for (const Listed& one : jobs) {
+        Json& count = counts[jobStateName(one.state)];
+        count = count.get<long>() + 1;
+        if (running.is_null() && one.job.isRunningHere())
+            running = toJson(one);
+    }
+    if (otherUser >= 0)
+        other = Json{ { "id", otherUser },
+                      { "name", otherName.empty() ? Json(nullptr) : Json(otherName) } };
+    write(Json{ { "server", server },
+                { "host", host.empty() ? Json(nullptr) : Json(host) },
+                { "otherUser", other },
+                { "standsStill", standsStill(jobs) },
+                { "counts", counts },
+                { "running", running } });
 }

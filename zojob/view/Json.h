@@ -1,7 +1,7 @@
 #ifndef JSON_H
 #define JSON_H
 
-#include "jobs/Queue.h"
+#include "zojob/view/Listed.h"
 
 #include <string>
 #include <vector>
@@ -9,14 +9,16 @@
 // Each writes one JSON document to standard output. Bytes that are no UTF-8 become U+FFFD; times
 // are seconds since the epoch, null for what has not happened.
 
-/// The jobs with their names; `more` adds the script and the path of the output.
-void writeJsonList(const std::vector<Job>& jobs, const std::vector<std::string>& names,
-                   bool more = false);
+/// The jobs as an array.
+void writeJsonList(const std::vector<Listed>& jobs);
 
-/// One job.
-void writeJsonJob(const Job& job, const std::string& name, bool more);
+/// The same, but a single job as an object; with their scripts, which hold their environment, where
+/// that is asked for.
+void writeJsonJobs(const std::vector<Listed>& jobs, bool withScript);
 
-/// `server` is "running", "none", "refused" or "silent".
-void writeJsonStatus(const char* server, const std::string& host, const Queue& queue);
+/// `server` is "running", "none", "refused" or "silent"; `otherUser`, unless it is negative, is the
+/// user whose server has the port.
+void writeJsonStatus(const char* server, const std::string& host, long long otherUser,
+                     const std::string& otherName, const std::vector<Listed>& jobs);
 
 #endif

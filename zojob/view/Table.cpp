@@ -1,5 +1,6 @@
 #include "zojob/view/Table.h"
 
+#include "jobs/JobDirectory.h"
 #include "zojob/Report.h"
 #include "zojob/view/Text.h"
 
@@ -7,17 +8,17 @@
 #include <cstdlib>
 #include <sys/ioctl.h>
 #include <unistd.h>
-#include <vector>
 
-enum { ID, STATE, EXIT, TIME, START, END, DIRECTORY, COMMAND, DESCRIPTION, COLUMNS };
+enum { NAME, STATE, EXIT, TIME, START, END, DIRECTORY, LOG, COMMAND, TITLE, COLUMNS };
 
 using Row = std::array<std::string, COLUMNS>;
 
-static const Row HEADER = { { "ID", "STATE", "EXIT", "TIME", "START", "END", "DIRECTORY", "COMMAND",
-                              "DESCRIPTION" } };
-static const char* const STATE_COLORS[] = { "\033[33m", "\033[1;34m", "\033[32m", "\033[31m" };
+static const Row HEADER = { { "JOB", "STATE", "EXIT", "TIME", "START", "END", "DIRECTORY", "LOG",
+                              "COMMAND", "DESCRIPTION" } };
+static const char* const STATE_COLORS[JOB_STATE_COUNT] = { "\033[33m", "\033[1;34m", "\033[32m",
+                                                           "\033[31m", "\033[31m",   "\033[31m",
+                                                           "\033[35m", "\033[35m" };
 static const char* const PLAIN = "\033[0m";
-static const std::size_t UNLIMITED = (std::size_t)-1;
 static const std::size_t FIELD = 14;  // columns of a field's name
 
 void printField(const char* name, const std::string& value)
@@ -35,13 +36,17 @@ bool wantsColor(const Options& options)
     return !(refused && refused[0]) && ::isatty(STDOUT_FILENO);
 }
 
-/// Columns of the terminal; no limit for a file or a pipe, where everything is wanted.
-static std::size_t terminalWidth()
+TerminalSize terminalSize()
 {
     struct winsize size;
+    TerminalSize result;
     if (!::isatty(STDOUT_FILENO) || ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0)
-        return UNLIMITED;
-    return size.ws_col ? size.ws_col : UNLIMITED;
+        return result;
+    if (size.ws_col)
+        result.columns = size.ws_col;
+    if (size.ws_row)
+        result.lines = size.ws_row;
+    return result;
 }
 
 static std::string padded(const std::string& text, std::size_t columns)
@@ -50,13 +55,10 @@ static std::string padded(const std::string& text, std::size_t columns)
     return n < columns ? text + std::string(columns - n, ' ') : text;
 }
 
-std::string coloredState(const Job& job, bool color, std::size_t columns)
+std::string coloredState(JobState state, bool color, std::size_t columns)
 {
-    std::string name = padded(stateName(job), columns);
-    for (int i = 0; color && i < JOB_STATES; ++i)
-        if (STATES[i] == job.state)
-            return STATE_COLORS[i] + name + PLAIN;
-    return name;
+    const std::string name = padded(jobStateName(state), columns);
+    return color ? STATE_COLORS[(int)state] + name + PLAIN : name;
 }
 
 /// What the cluster says of a job that has not ended well, as "[4711 PENDING (Resources)] ".
@@ -67,27 +69,34 @@ static std::string clusterText(const Job& job)
     return printable("[" + job.cluster.id + " " + job.cluster.state + "] ");
 }
 
-static Row makeRow(const Job& job, const std::string& name, bool wide)
+static Row makeRow(const Listed& one, bool wide)
 {
+    const Job& job = one.job;
     const int status = exitStatus(job);
+    const JobDirectory directory(job);
     Row row;
-    row[ID] = printable(name);
-    row[STATE] = stateName(job);
+    row[NAME] = printable(one.name);
+    row[STATE] = jobStateName(one.state);
     row[EXIT] = status < 0 ? "-" : std::to_string(status);
     row[TIME] = job.startTime ? duration(job.runTime()) : "-";
-    row[DESCRIPTION] = clusterText(job) + printable(job.description);
+    row[TITLE] = clusterText(job);
     if (wide) {
+        const GivenTexts given = directory.given();
         row[START] = dateTime(job.startTime);
         row[END] = dateTime(job.endTime);
-        row[DIRECTORY] = printable(job.directory);
-        row[COMMAND] = printable(job.command);
+        row[DIRECTORY] = printable(given.directory);
+        row[LOG] = printable(directory.logPath());
+        row[COMMAND] = printable(given.command);
+        row[TITLE] += given.label ? printable(*given.label) : "";
+    } else {
+        row[TITLE] += printable(titleOf(job));
     }
     return row;
 }
 
 static bool isShown(int column, bool wide)
 {
-    return wide || column <= TIME || column == DESCRIPTION;
+    return wide || column <= TIME || column == TITLE;
 }
 
 static std::array<std::size_t, COLUMNS> columnWidths(const std::vector<Row>& rows)
@@ -99,37 +108,33 @@ static std::array<std::size_t, COLUMNS> columnWidths(const std::vector<Row>& row
     return widths;
 }
 
-void writeTable(const std::vector<Job>& jobs, const std::vector<std::string>& names,
-                const Options& options)
+std::vector<std::string> tableLines(const std::vector<Listed>& jobs, const Options& options)
 {
     std::vector<Row> rows;
     if (!options.noHeader)
         rows.push_back(HEADER);
     const std::size_t first = rows.size();
-    for (std::size_t i = 0; i < jobs.size(); ++i)
-        rows.push_back(makeRow(jobs[i], names[i], options.wide));
+    for (const Listed& one : jobs)
+        rows.push_back(makeRow(one, options.wide));
     const auto widths = columnWidths(rows);
-    const std::size_t limit = options.wide ? UNLIMITED : terminalWidth();
-    const bool color = wantsColor(options);
+    const std::size_t limit = options.wide ? TerminalSize().columns : terminalSize().columns;
+    const std::size_t start = widths[NAME] + 2 + widths[STATE];  // columns up to the state's end
+    const bool color = wantsColor(options) && start <= limit;
+    std::vector<std::string> lines;
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        std::string line;
-        for (int c = 0; c < DESCRIPTION; ++c)
+        std::string rest;
+        for (int c = EXIT; c < TITLE; ++c)
             if (isShown(c, options.wide))
-                line.append(padded(rows[i][c], widths[c])).append("  ");
-        line += rows[i][DESCRIPTION];
-        line = cut(line, limit);
-        const std::size_t state = widths[ID] + 2;  // where the state stands in the line
-        if (color && i >= first && line.size() >= state + widths[STATE])
-            line.replace(state, widths[STATE], coloredState(jobs[i - first], true, widths[STATE]));
-        print(line.substr(0, line.find_last_not_of(' ') + 1) + "\n");
+                rest.append("  ").append(padded(rows[i][c], widths[c]));
+        rest += "  " + rows[i][TITLE];
+        rest.erase(rest.find_last_not_of(' ') + 1);
+        std::string line = padded(rows[i][NAME], widths[NAME]) + "  ";
+        if (color && i >= first)
+            line +=
+                coloredState(jobs[i - first].state, true, widths[STATE]) + cut(rest, limit - start);
+        else
+            line = cut(line.append(padded(rows[i][STATE], widths[STATE])).append(rest), limit);
+        lines.push_back(line);
     }
-}
-
-std::string countText(const Queue& queue)
-{
-    const auto counts = queue.counts();
-    std::string text;
-    for (int i = 0; i < JOB_STATES; ++i)
-        text += (i ? ", " : "") + std::to_string(counts[i]) + " " + STATE_NAMES[i];
-    return text;
+    return lines;
 }

@@ -1,0 +1,23 @@
+#ifndef WATCH_H
+#define WATCH_H
+
+#include "jobs/Server.h"
+#include "zojob/Options.h"
+#include "zojob/view/Listed.h"
+
+#include <string>
+#include <vector>
+
+// What `list` has in common with `list --watch`.
+
+/// The jobs that the options ask for.
+std::vector<Listed> selectJobs(const std::vector<Listed>& all, const Options& options);
+
+/// The line behind a list: how many jobs are in which state, and what to do where none runs.
+std::string summary(const std::vector<Listed>& all);
+
+/// Lists again at each change, and when the time is over in which running times grow unseen; on a
+/// terminal on one screen, until somebody types "q".
+int watchList(const Server& server, const Options& options);
+
+#endif
