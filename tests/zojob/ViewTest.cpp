@@ -189,7 +189,16 @@ TEST_F(View, ShowAndStatusTellEverything)
     const std::string status = Call({ "status" }).out();
     for (const char* part : { "none", "2 waiting, 1 running", "exec \"it\"" })
         EXPECT_TRUE(holds(status, part)) << part << " in: " << status;
-    EXPECT_EQ("none", nlohmann::json::parse(Call({ "status", "--json" }).out())["server"]);
+    EXPECT_FALSE(holds(status, "stands still"));
+    record(4, 12, "sleep 9", "exec \"it\"", 0, 1);
+    save();
+    EXPECT_TRUE(holds(Call({ "status" }).out(), "stands still")) << "jobs wait, and nothing runs";
+    const auto found = nlohmann::json::parse(Call({ "status", "--json" }).out());
+    EXPECT_EQ("none", found["server"]);
+    EXPECT_EQ(2, found["counts"]["failed"]);
+    record(4, 12, "sleep 9", "exec \"it\"", ::time(nullptr) - IDS - 1, 1);
+    save();
+    EXPECT_FALSE(holds(Call({ "status" }).out(), "stands still")) << "the next one comes";
     for (const Words& words : { Words{ "show" }, { "log", "-f", "1", "2" } })
         EXPECT_EQ(2, Call(words).end()) << joined(words);
 }

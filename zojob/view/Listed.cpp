@@ -4,6 +4,9 @@
 #include "jobs/JobName.h"
 
 #include <algorithm>
+#include <ctime>
+
+static const int BETWEEN = 3;  // seconds: a server takes its time from one job to the next
 
 std::vector<Listed> listedJobs(const Queue& queue)
 {
@@ -32,8 +35,12 @@ bool standsStill(const std::vector<Listed>& jobs)
         return std::any_of(jobs.begin(), jobs.end(),
                            [state](const Listed& one) { return one.state == state; });
     };
-    const auto runsHere = [](const Listed& one) { return one.job.isRunningHere(); };
-    return has(JobState::WAITING) && std::none_of(jobs.begin(), jobs.end(), runsHere);
+    const long long now = std::time(nullptr);
+    const auto isBusy = [now](const Listed& one) {
+        const long long since = now - one.job.endTime;
+        return one.job.isRunningHere() || (one.job.endTime && since >= 0 && since <= BETWEEN);
+    };
+    return has(JobState::WAITING) && std::none_of(jobs.begin(), jobs.end(), isBusy);
 }
 
 std::string titleOf(const Job& job)

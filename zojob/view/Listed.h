@@ -20,7 +20,7 @@ std::vector<Listed> listedJobs(const Queue& queue);
 /// How many jobs are in which state, as "2 waiting, 1 running, 3 done, 1 failed"; "no jobs".
 std::string countText(const std::vector<Listed>& jobs);
 
-/// Whether jobs wait and nothing runs: they wait for somebody who runs them.
+/// Whether jobs wait and nothing runs, nor has just ended: they wait for somebody who runs them.
 bool standsStill(const std::vector<Listed>& jobs);
 
 /// The label that its user has given to the job; without one, the command as it was given.
