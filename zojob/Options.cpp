@@ -127,10 +127,7 @@ void Grammar::addSubmit()
     submit->add_flag("--detach", options.detach,
                      "With --slurm: go on with the queue once it is handed over");
     submit->add_flag("--json", options.json, "Print the job as JSON");
-    submit
-        ->add_option("CMD", unused,
-                     "Two words or more: exactly these arguments. One word: a line "
-                     "of shell. -: a script from standard input")
+    submit->add_option("CMD", unused, "Words of a command, a line of shell, or -: see below")
         ->type_name("")
         ->expected(1, INT_MAX)
         ->required();
@@ -142,8 +139,7 @@ void Grammar::addList()
     CLI::App* const list = command("list", "List the queue");
     list->alias("ls");
     list->add_option("--state", options.states,
-                     "Only these: waiting, running, done, failed, timed-out, skipped, killed, "
-                     "cancelled")
+                     "Only those in these states, such as failed,timed-out")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->check(oneOf({ "waiting", "running", "done", "failed", "timed-out", "skipped", "killed",
