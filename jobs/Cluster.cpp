@@ -59,18 +59,20 @@ static int statusOfTasks(const Job& job, long long& time)
     DIR* const tasks = count > 0 ? ::opendir(place.c_str()) : nullptr;
     if (!tasks)
         return -1;
-    long ended = 0;
-    int highest = -1;
-    while (const struct dirent* const entry = ::readdir(tasks)) {
-        if (entry->d_name[0] == '.')
-            continue;
-        long long changed = 0;
-        highest = std::max(highest, std::atoi(readLine(place + entry->d_name, &changed).c_str()));
-        time = std::max(time, changed);
-        ++ended;
-    }
+    std::vector<std::string> ended;
+    while (const struct dirent* const entry = ::readdir(tasks))
+        if (entry->d_name[0] != '.')
+            ended.push_back(place + entry->d_name);
     ::closedir(tasks);
-    return ended < count ? -1 : highest;
+    if ((long)ended.size() < count)
+        return -1;
+    int highest = -1;
+    for (const std::string& task : ended) {
+        long long changed = 0;
+        highest = std::max(highest, std::atoi(readLine(task, &changed).c_str()));
+        time = std::max(time, changed);
+    }
+    return highest;
 }
 
 /// What the files say of the end; the status is -1 while there is none. A command that is killed
@@ -119,27 +121,17 @@ void readCluster(Job& job)
     }
 }
 
+std::string clusterText(const Job& job)
+{
+    if (job.cluster.id.empty() || job.cluster.status == 0)
+        return "";
+    return "[" + job.cluster.id + " " + job.cluster.state + "] ";
+}
+
 void readClusters(std::vector<Job>& jobs)
 {
     for (Job& job : jobs)
         readCluster(job);
-}
-
-void markKill(const Job& job)
-{
-    const std::string place = job.directory + "/kill";
-    if (!isOfCluster(job))
-        return;
-    const int fd = ::open(place.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, MODE);
-    if (fd < 0)
-        throw JobError(JobError::FILE_FAILED,
-                       withReason("nothing was killed, cannot make " + place));
-    ::close(fd);
-}
-
-void unmarkKill(const Job& job)
-{
-    (void)::unlink((job.directory + "/kill").c_str());  // of no job but one of a cluster
 }
 
 /// Starts a shell with this text and these arguments, without standard input and output.
@@ -161,15 +153,40 @@ static pid_t startShell(const std::string& text, std::vector<std::string> argume
     return failed ? -1 : pid;
 }
 
-void cancelOnCluster(const Job& job)
+/// Says that a job of a cluster is to be killed: a script that stands for it and is ended without
+/// that leaves it on the cluster.
+static void markKill(const Job& job)
 {
-    if (!isOfCluster(job))
-        return;
+    const std::string place = job.directory + "/kill";
+    const int fd = ::open(place.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, MODE);
+    if (fd < 0)
+        throw JobError(JobError::FILE_FAILED,
+                       withReason("nothing was killed, cannot make " + place));
+    ::close(fd);
+}
+
+/// Cancels what the cluster has of the job.
+static void cancel(const Job& job, double seconds)
+{
+    const double end = secondsNow() + seconds;
     const pid_t pid = startShell(Slurm::cancelText(), { job.directory }, true);
     if (pid < 0)
         throw JobError(JobError::FILE_FAILED, withReason("cannot start a shell"));
-    while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR)
-        continue;
+    while (::waitpid(pid, nullptr, WNOHANG) == 0 && (seconds < 0 || secondsNow() < end))
+        sleepSeconds(STEP);
+}
+
+bool killJob(const Server& server, const Job& job, double seconds)
+{
+    if (!isOfCluster(job))
+        return server.kill();
+    markKill(job);
+    if (!job.isDetached && !server.kill()) {
+        (void)::unlink((job.directory + "/kill").c_str());  // it is not to be killed at its begin
+        return false;
+    }
+    cancel(job, seconds);  // its script does so too, unless it had just handed the job over
+    return true;
 }
 
 /// Whether it is time to ask about a job; then it is noted that it was asked.

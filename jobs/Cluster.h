@@ -2,6 +2,7 @@
 #define CLUSTER_H
 
 #include "jobs/Job.h"
+#include "jobs/Server.h"
 
 #include <string>
 #include <sys/types.h>
@@ -9,6 +10,7 @@
 
 // Jobs that run on a cluster: what the files in their directories say, and what is asked and asked
 // for when nobody stands for them any more. In DIRECTORY/cluster/ stand
+//     given    what was asked for: "detach" or nothing, and the options
 //     library  functions of the job's script;  batch: what was handed over
 //     id       the job's number there, "4711" or "4711;NAME"; missing: it has not been handed over
 //     state    the state there, one line
@@ -27,15 +29,15 @@ void readCluster(Job& job);
 /// The same for all jobs.
 void readClusters(std::vector<Job>& jobs);
 
-/// Marks a job of a cluster as one to be killed; a script that stands for it and is ended without
-/// that leaves it on the cluster. Takes the mark back.
-void markKill(const Job& job);
-void unmarkKill(const Job& job);
+/// What to show of a job on a cluster that has not ended well, as "[4711 PENDING (Resources)] ";
+/// empty for all others.
+std::string clusterText(const Job& job);
 
-/// Cancels what the cluster has of a job that is marked so. Returns when the cluster has heard it
-/// and the job has ended, or some seconds after it; where the cluster does not answer, it says on
-/// standard error that it goes on trying.
-void cancelOnCluster(const Job& job);
+/// Kills a running job, here and on its cluster; false when the server refuses. Returns when the
+/// cluster has heard it and the job has ended there, or some seconds after it. Where the cluster
+/// does not answer, it is asked again and again, which is said on standard error; after so many
+/// seconds, unless they are negative, that goes on without the caller.
+bool killJob(const Server& server, const Job& job, double seconds = -1);
 
 /// Asks the cluster what becomes of detached jobs: one question for all, and for each job at most
 /// one in 8 seconds, whoever asks. The answer goes into the files.

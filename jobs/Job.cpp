@@ -56,7 +56,7 @@ long long Job::runTime() const
 
 bool Job::hasLostItsId() const
 {
-    return isRunning() && pid > 0 && ::kill(pid, 0) == 0 &&
+    return isRunningHere() && pid > 0 && ::kill(pid, 0) == 0 &&
            !ZoJobChildren::isJobChild(pid, startTime);
 }
 

@@ -5,7 +5,6 @@ const char* const SLURM_LIBRARY =
 # job's environment are around, and a name of theirs would be changed for the cluster too.
 zojob_say() { printf 'zojob: %s\n' "$1" >&2; }
 
-
 # TENTHS: sleeps, but not longer than to a signal.
 zojob_sleep() {
     sleep "$(($1 / 10)).$(($1 % 10))" &
@@ -71,14 +70,19 @@ zojob_ask() {
     case $zojob_error in *'nvalid job id'*) ;; *) return 1 ;; esac
 }
 
-# STATE CODE: sets zojob_status, unless that is no end.
+# STATE CODE: sets zojob_status, unless that is no end. The code is that of wait(), or "3:0" for a
+# status and a signal.
 zojob_final() {
     case $1 in
-    COMPLETED | FAILED)
-        zojob_status=$(($2 % 128 ? $2 % 128 + 128 : $2 / 256 % 256))
-        [ "$1 $zojob_status" != "FAILED 0" ] || zojob_status=1
-        # Never begun: the number is the cluster's own.
-        [ "$1" != FAILED ] || [ -e "$zojob_c/start" ] || zojob_status=125
+    COMPLETED) zojob_status=0 ;;
+    FAILED)
+        case $2 in
+        '' | *[!0-9:]*) zojob_status=1 ;;
+        *:*) zojob_status=$((${2#*:} ? ${2#*:} + 128 : ${2%%:*})) ;;
+        *) zojob_status=$(($2 % 128 ? $2 % 128 + 128 : $2 / 256 % 256)) ;;
+        esac
+        [ "$zojob_status" != 0 ] || zojob_status=1
+        [ -e "$zojob_c/start" ] || zojob_status=125 # never begun: the code is the cluster's own
         ;;
     CANCELLED | PREEMPTED | REVOKED) zojob_status=143 ;;
     TIMEOUT | DEADLINE) zojob_status=124 ;;
@@ -277,7 +281,10 @@ zojob_main() {
         exit 125
     fi
     if [ ! -s "$zojob_c/id" ]; then
-        zojob_hand_over "$@" || exit 143
+        if ! zojob_hand_over "$@"; then
+            [ -e "$zojob_d/kill" ] || zojob_say 'ended before it was handed over: nothing was run'
+            exit 143
+        fi
         zojob_put id "$zojob_answer" || zojob_lost=1
     fi
     read -r zojob_id <"$zojob_c/id" || zojob_id=$zojob_answer

@@ -9,6 +9,7 @@
 #include "jobs/Text.h"
 
 #include <fstream>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +63,28 @@ void Submission::writeScript(NewJobDirectory& place) const
     }
 }
 
+static const char* const DETACH = "detach\n";
+
+/// What was asked for, so that it can be asked for again.
+static std::string givenText(const Submission::Cluster& cluster)
+{
+    std::string text = cluster.detach ? DETACH : "\n";
+    for (const std::string& option : cluster.options)
+        text += shellQuoted(option) + " ";
+    return text;
+}
+
+std::optional<Submission::Cluster> Submission::givenCluster(const std::string& jobDirectory)
+{
+    std::ifstream file(jobDirectory + "/cluster/given", std::ios::binary);
+    std::ostringstream text;
+    if (!(text << file.rdbuf()))
+        return {};
+    const std::size_t end = text.str().find('\n') + 1;
+    return Cluster{ Slurm::splitOptions(text.str().substr(end)),
+                    text.str().substr(0, end) == DETACH };
+}
+
 void Submission::writeClusterScript(NewJobDirectory& place) const
 {
     Submission here = *this;
@@ -69,6 +92,7 @@ void Submission::writeClusterScript(NewJobDirectory& place) const
     place.makeDirectory("cluster");
     place.makeDirectory("cluster/tasks");
     place.writeFile("script", body);
+    place.writeFile("cluster/given", givenText(*cluster));
     place.writeFile("cluster/library", Slurm::libraryText());
     place.writeFile("cluster/batch",
                     Slurm::batchText(place.path, description, directory,

@@ -39,6 +39,10 @@ public:
     };
     std::optional<Cluster> cluster;
 
+    /// The same of a job that was submitted before; nothing for one that was for no cluster. Its
+    /// body is the file "script" in its directory.
+    static std::optional<Cluster> givenCluster(const std::string& jobDirectory);
+
     Submission();
 
     /// Throws JobError for an empty command and for a directory in which nothing can run.

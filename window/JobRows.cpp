@@ -1,5 +1,6 @@
 #include "window/JobRows.h"
 
+#include "jobs/Cluster.h"
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
 #include "jobs/JobLog.h"
@@ -92,6 +93,7 @@ ZoJobRow JobRows::makeRow(const Job& job)
         row.description = row.command;  // the queue's has other quotes
     if (row.description.isEmpty())
         row.description = row.command;
+    row.description = text(clusterText(job)) + row.description;
     if (row.hasFailed())
         row.lastLines = lastLines(job);
     return row;
@@ -111,8 +113,8 @@ const ZoJobRow* JobRows::find(const Job& job, std::size_t& place)
         place = std::size_t(*found);
     }
     const Job& old = before[place];
-    const bool same =
-        old.state == job.state && old.startTime == job.startTime && old.endTime == job.endTime;
+    const bool same = old.state == job.state && old.startTime == job.startTime &&
+                      old.endTime == job.endTime && clusterText(old) == clusterText(job);
     return same ? &rows[int(place++)] : (++place, nullptr);
 }
 

@@ -12,8 +12,8 @@
 #include <QSocketNotifier>
 #include <QTimer>
 #include <algorithm>
-#include <unistd.h>
 
+static const double CLUSTER_PATIENCE = 5;  // seconds for a cluster to hear of a kill
 static const int BREATH = 40;     // ms between two readings of a queue that changes all the time
 static const int LOG_LOOK = 150;  // ms between two looks at the output of a running job
 static const std::size_t PIECE = 32 * 1024;     // bytes of output at once
@@ -35,6 +35,7 @@ void QueueWorker::start()
     soon->setSingleShot(true);
     logLook->setSingleShot(true);
     connect(slowLook, &QTimer::timeout, this, [this] {
+        lookAtClusters();
         look();
         lookAtServer();
     });
@@ -68,6 +69,17 @@ void QueueWorker::look()
         readQueue();
     if (notifier)
         notifier->setEnabled(true);
+}
+
+/// What happens on a cluster is in the files of its jobs, and nothing tells of their changes.
+void QueueWorker::lookAtClusters()
+{
+    question.ask(queue.jobs);
+    for (const Job& job : queue.jobs)
+        if (job.isRunning() && !job.cluster.id.empty()) {
+            readQueue();
+            return;
+        }
 }
 
 void QueueWorker::lookAtServer()
@@ -199,7 +211,7 @@ void QueueWorker::kill(int number, const JobKey& key)
         queue = watch->read();
         if (!find(key).isRunning())
             result.text = tr("The job had ended before it could be killed");
-        else if (!server.kill())
+        else if (!killJob(server, find(key), CLUSTER_PATIENCE))
             result.text = tr("The job could not be killed; it may just have ended");
         result.ok = result.text.isEmpty();
     });
@@ -233,8 +245,6 @@ void QueueWorker::submitAgain(int number, const JobKey& key)
     answer(number, [&](Answer& result) {
         const Job& job = find(key);
         const ScriptParts parts = ScriptParts::read(JobDirectory(job).script());
-        if (::access((job.directory + "/cluster").c_str(), F_OK) == 0)
-            throw JobError(JobError::INVALID, "the job was for a cluster: submit it with zojob");
         Submission submission;
         submission.body = commandOf(job);
         submission.command = JobDirectory(job).given().command;
@@ -243,6 +253,7 @@ void QueueWorker::submitAgain(int number, const JobKey& key)
         submission.directory = parts.directory;
         submission.environment = parts.environment;
         submission.umask = parts.umask;
+        submission.cluster = Submission::givenCluster(job.directory);
         queueNew(submission, result);
     });
 }

@@ -4,6 +4,7 @@
 #include "window/JobRows.h"
 #include "window/QueueTypes.h"
 
+#include "jobs/Cluster.h"
 #include "jobs/JobLog.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Server.h"
@@ -57,6 +58,7 @@ private:
     void queueNew(const Submission& submission, Answer& result);
     void look();
     void scheduleRead();
+    void lookAtClusters();
     void lookAtServer();
     void readDetails();
     void readOutput();
@@ -66,6 +68,7 @@ private:
 
     const Server server;
     std::unique_ptr<QueueWatch> watch;
+    ClusterQuestion question;
     QSocketNotifier* notifier = nullptr;  // fires while the queue may have changed
     QTimer* slowLook = nullptr;
     QTimer* soon = nullptr;     // the next reading, when the last one was a moment ago

@@ -4,15 +4,6 @@
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
 
-/// Kills a job that runs on a cluster only.
-static int killDetached(const Job& job, const std::string& name)
-{
-    markKill(job);
-    cancelOnCluster(job);
-    note("killed job " + name + ", " + job.cluster.id + " of the cluster");
-    return DONE_WELL;
-}
-
 int killCommand(const Options& options)
 {
     const Server server = serverOf(options);
@@ -22,12 +13,9 @@ int killCommand(const Options& options)
     if (!meant)
         throw Failure{ REFUSED, "no job is running" };
     const std::string name = jobName(queue, *meant);
-    if (meant->isDetached)
-        return killDetached(*meant, name);
-    if (meant != running)
+    if (meant != running && !meant->isDetached)
         throw Failure{ REFUSED, "job " + name + " is " + stateName(*meant) +
                                     ", not running: nothing was killed" };
-    markKill(*meant);
     if (meant->hasLostItsId()) {
         server.ensure();
         throw Failure{ REFUSED, "job " + name + " has ended without a report, and its process id " +
@@ -35,13 +23,10 @@ int killCommand(const Options& options)
                                     " belongs to another process by now: nothing was killed; the "
                                     "server marks the job as killed within a minute or two" };
     }
-    if (!server.kill()) {
-        unmarkKill(*meant);
+    if (!killJob(server, *meant))
         throw Failure{ REFUSED, "job " + name +
                                     " could not be killed; it may just have ended: see "
                                     "'zojob list'" };
-    }
-    cancelOnCluster(*meant);  // its script does so too, unless it had just handed the job over
     note("killed job " + name);
     return DONE_WELL;
 }

@@ -1,5 +1,6 @@
 #include "zojob/view/Table.h"
 
+#include "jobs/Cluster.h"
 #include "jobs/JobDirectory.h"
 #include "zojob/Report.h"
 #include "zojob/view/Text.h"
@@ -61,14 +62,6 @@ std::string coloredState(JobState state, bool color, std::size_t columns)
     return color ? STATE_COLORS[(int)state] + name + PLAIN : name;
 }
 
-/// What the cluster says of a job that has not ended well, as "[4711 PENDING (Resources)] ".
-static std::string clusterText(const Job& job)
-{
-    if (job.cluster.id.empty() || job.cluster.status == 0)
-        return "";
-    return printable("[" + job.cluster.id + " " + job.cluster.state + "] ");
-}
-
 static Row makeRow(const Listed& one, bool wide)
 {
     const Job& job = one.job;
@@ -79,7 +72,7 @@ static Row makeRow(const Listed& one, bool wide)
     row[STATE] = jobStateName(one.state);
     row[EXIT] = status < 0 ? "-" : std::to_string(status);
     row[TIME] = job.startTime ? duration(job.runTime()) : "-";
-    row[TITLE] = clusterText(job);
+    row[TITLE] = printable(clusterText(job));
     if (wide) {
         const GivenTexts given = directory.given();
         row[START] = dateTime(job.startTime);
