@@ -193,7 +193,8 @@ TEST_F(Cluster, WhatIsKilledEndsThere)
 {
     const std::string trap = "trap 'echo told; exit 0' TERM; echo up; sleep 60 & wait";
     const std::string running = zojob({ "submit", "-r", "--slurm", trap });
-    EXPECT_TRUE(isRunningThere(running));
+    EXPECT_TRUE(
+        Sandbox::waitFor([&] { return holds(Sandbox::read(directory(running) + "/log"), "up"); }));
     zojob({ "kill" });
     EXPECT_EQ("killed", show(running)["state"]);
     EXPECT_EQ(143, show(running)["exit"]);
@@ -239,6 +240,7 @@ TEST_F(Cluster, AShutdownIsNoKill)
 {
     const std::string name = zojob({ "submit", "-r", "--slurm", "sleep 3; echo end; exit 9" });
     EXPECT_TRUE(isRunningThere(name));
+    zojob({ "quit" });  // the server may end as well
     shell("kill $(pgrep -f '^sh job -')");
     EXPECT_TRUE(Sandbox::waitFor([&] { return (bool)show(name)["cluster"]["detached"]; }));
     EXPECT_TRUE(holds(Process({ ZOJOB, "log", name }).out(), "goes on"));
