@@ -86,6 +86,12 @@ start() {
 
 stop() {
     local file pid pids=()
+    # Commands of a node that counted as failed are killed by nobody.
+    for file in /proc/[0-9]*/environ; do
+        pid=${file#/proc/} pid=${pid%/environ}
+        grep -qsz "^SLURM_CONF=$SLURM_CONF\$" "$file" && grep -qsz '^SLURMD_NODENAME=' "$file" &&
+            kill -9 "$pid" 2>/dev/null
+    done
     for file in "$dir"/pid.*; do
         pid=$(cat "$file" 2>/dev/null) && kill "$pid" 2>/dev/null && pids+=("$pid")
     done
