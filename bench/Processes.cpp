@@ -1,6 +1,7 @@
 // What a person meets: the command as a whole process, the server's memory, its idle hours, and how
 // soon a job begins. One word chooses a question: submit, memory, start or idle.
 
+#include "bench/Measured.h"
 #include "bench/Queue.h"
 #include "bench/Report.h"
 #include "schedule/ZoSchedule.h"
@@ -30,10 +31,10 @@ static void measureSubmit()
     Queue::write(0);
     TestServer server(Sandbox::SCHEDULE_PORT);
     const std::string zojob = KELVO_BUILD_DIR "/bin/zojob";
-    const double seconds = Process::medianOf(50, { zojob, "submit", "true" });
+    const double seconds = Measured::medianOf(50, { zojob, "submit", "true" });
     printFigure("`zojob submit` as a whole process, empty queue", timeText(seconds), seconds, 0.010,
                 "at most 10 ms");
-    const double floor = Process::medianOf(50, { "true" });
+    const double floor = Measured::medianOf(50, { "true" });
     printFigure("`true` as a whole process", timeText(floor), floor, 0, "");
 }
 
@@ -49,7 +50,7 @@ static double memoryWith(long count)
         UtSocket::close(fd);
         expect(ZoScheduleJobList(Queue::open(), jobs) > count, "not listed");
     }
-    return ProcessTable::resident(server.pid());
+    return Measured::resident(server.pid());
 }
 
 static void measureMemory()
@@ -137,11 +138,11 @@ static void measureIdle()
     expect(ZoScheduleJobRun(again, UtHandle<ZoJob>()) == 0, "not run");
     UtSocket::close(again);
     ::sleep(1);
-    const long wakeUps = ProcessTable::wakeUps(server.pid());
-    const double cpu = ProcessTable::cpuSeconds(server.pid());
+    const long wakeUps = Measured::wakeUps(server.pid());
+    const double cpu = Measured::cpuSeconds(server.pid());
     ::sleep(IDLE_SECONDS);
-    const long more = ProcessTable::wakeUps(server.pid()) - wakeUps;
-    const double used = ProcessTable::cpuSeconds(server.pid()) - cpu;
+    const long more = Measured::wakeUps(server.pid()) - wakeUps;
+    const double used = Measured::cpuSeconds(server.pid()) - cpu;
     expect(wakeUps > 0, "no server");
     printFigure("idle server with a job running: wake-ups in 31 s", std::to_string(more),
                 (double)more, 1, "one in 30 s");

@@ -22,12 +22,6 @@ double now()
     return (double)time.tv_sec + (double)time.tv_nsec / 1e9;
 }
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
-}
-
 Process::Process(const std::vector<std::string>& words, const std::string& input)
 {
     static int count = 0;
@@ -95,23 +89,6 @@ std::string Process::line()
     return text.substr(0, text.find('\n'));
 }
 
-double Process::medianOf(int runs, const std::vector<std::string>& words)
-{
-    std::vector<double> seconds;
-    for (int i = 0; i < runs; ++i) {
-        Process process(words);
-        if (process.end() != 0)
-            Sandbox::fail(words[0] + " failed: " + process.err());
-        seconds.push_back(process.seconds);
-    }
-    return median(seconds);
-}
-
-static std::string procFile(int pid, const char* name)
-{
-    return Sandbox::read("/proc/" + std::to_string(pid) + "/" + name);
-}
-
 std::string ProcessTable::descendants(int ancestor, int signal)
 {
     std::map<int, int> parents;
@@ -141,34 +118,4 @@ long ProcessTable::descriptors(int pid)
 {
     const fs::directory_iterator all("/proc/" + std::to_string(pid) + "/fd");
     return std::distance(begin(all), end(all));
-}
-
-/// The number behind a name in a process's status; 0 when there is none.
-static double statusValue(int pid, const std::string& name)
-{
-    const std::string text = procFile(pid, "status");
-    const size_t at = text.find("\n" + name + ":");
-    return at == std::string::npos ? 0 : std::atof(text.c_str() + at + name.size() + 2);
-}
-
-double ProcessTable::resident(int pid)
-{
-    return 1024 * statusValue(pid, "VmRSS");
-}
-
-long ProcessTable::wakeUps(int pid)
-{
-    return (long)statusValue(pid, "voluntary_ctxt_switches");
-}
-
-double ProcessTable::cpuSeconds(int pid)
-{
-    const std::string text = procFile(pid, "stat");
-    unsigned long user = 0, system = 0;
-    const size_t at = text.rfind(')');
-    if (at == std::string::npos ||
-        ::sscanf(text.c_str() + at, ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user,
-                 &system) != 2)
-        return 0;
-    return (double)(user + system) / (double)::sysconf(_SC_CLK_TCK);
 }

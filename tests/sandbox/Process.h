@@ -34,9 +34,6 @@ public:
     /// The first line of that, without its line end.
     std::string line();
 
-    /// The median of that many runs, in seconds. Fails when one does not end with 0.
-    static double medianOf(int runs, const std::vector<std::string>& words);
-
 private:
     std::string file;  // the streams' files, but for their endings
     double start;
@@ -52,16 +49,9 @@ public:
     static std::string descendants(int ancestor, int signal = 0);
     /// How many descriptors a process has open.
     static long descriptors(int pid);
-    /// Resident memory in bytes.
-    static double resident(int pid);
-    /// How often a process has gone to sleep by itself, and the seconds of processor time it had.
-    static long wakeUps(int pid);
-    static double cpuSeconds(int pid);
 };
 
 /// Seconds of a clock that nobody can set.
 double now();
-
-double median(std::vector<double> values);
 
 #endif

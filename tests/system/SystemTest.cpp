@@ -338,8 +338,12 @@ TEST_F(System, ApplicationSendsNothingThatARequestLineCannotCarry)
         EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], "a", text.c_str(), ""));
         EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], "a", "", text.c_str()));
     }
-    EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], "a", "", "/my dir"));
-    EXPECT_EQ(-1, ZoScheduleJobRemove(ends[0], ZoJob::createFromMessage("10 a \"\" \"/my dir\"")));
+    for (const char* space : { " ", "\t", "\v", "\f" }) {
+        const UtHandle<ZoJob> job = new ZoJob;
+        job->directory = ("/my" + std::string(space) + "dir").c_str();
+        EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], "a", "", job->directory));
+        EXPECT_EQ(-1, ZoScheduleJobRemove(ends[0], job));
+    }
     char sent;
     EXPECT_EQ(-1, ::recv(ends[1], &sent, 1, MSG_DONTWAIT));
 }
@@ -361,5 +365,8 @@ TEST_F(System, EightApplicationsAtTheSameTimeLoseNoJob)
     for (const auto& application : applications)
         EXPECT_EQ(0, application->end());
     UtDArray<UtHandle<ZoJob>> jobs;
-    EXPECT_EQ(1600, ZoScheduleJobList(open(), jobs));
+    const int fd = open();
+    const long descriptors = ProcessTable::descriptors(::getpid());
+    EXPECT_EQ(1600, ZoScheduleJobList(fd, jobs));
+    EXPECT_EQ(descriptors - 1, ProcessTable::descriptors(::getpid())) << "it closes its own";
 }

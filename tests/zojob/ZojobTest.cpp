@@ -342,14 +342,6 @@ TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)
     fs::remove_all(place);
 }
 
-TEST_F(Zojob, AnyDescriptionIsShownSafely)
-{
-    server->request("tester submit \"true\" \"\x1b[31m\xff \xc2\x9b\xc3\xa9 \\\" \"\"\n");
-    EXPECT_EQ("\x1b[31m\xef\xbf\xbd \xc2\x9b\xc3\xa9 \\", job("last")["description"]);
-    EXPECT_TRUE(holds(Call({ "list" }).out(), "  \\x1b[31m? \\x9b\xc3\xa9 \\\n"));
-    EXPECT_EQ(0, Call({ "remove", "--force", "last" }).end());  // its directory is in /var/tmp
-}
-
 TEST_F(Zojob, OutputAndScriptsThatNobodyTakes)
 {
     Call closed("{ trap '' PIPE; while echo; do :; done 2>&-; trap - PIPE; "
@@ -383,27 +375,4 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
     EXPECT_EQ(1, Call({ "run" }).end()) << "no job waits";
     EXPECT_TRUE(Sandbox::isListening(Sandbox::SCHEDULE_PORT));
     EXPECT_EQ(0, Call({ "quit" }).end());
-}
-
-TEST(ZojobAlone, LooksWithoutAConnection)
-{
-    ASSERT_TRUE(Sandbox::schedulePortIsFree());
-    UtServerSocket silent(0);
-    silent.openSocket(Sandbox::SCHEDULE_PORT, -1, 0);
-    fs::create_directory("place");
-    Sandbox::write("place/.1700000000", "");
-    Sandbox::write("place/log", "printed\n");
-    Sandbox::write(Sandbox::queueFile(), "12:true:seen:" + Sandbox::path("place") +
-                                             ":1700000000:1700000001:1700000002:0:1\n");
-    for (const auto& [words, part] : { std::pair<Words, const char*>({ "list" }, "seen"),
-                                       { { "list", "--names" }, "done seen" },
-                                       { { "show", "last" }, "1700000000" },
-                                       { { "log", "-f", "last" }, "printed" },
-                                       { { "wait", "last" }, "" } }) {
-        Call call(words);
-        EXPECT_EQ(0, call.end()) << words[0] << ": " << call.err();
-        EXPECT_TRUE(holds(call.out(), part)) << words[0] << ": " << call.out();
-    }
-    struct pollfd asked = { silent.descriptor, POLLIN, 0 };
-    EXPECT_EQ(0, ::poll(&asked, 1, 0)) << "somebody asked the server";
 }
