@@ -2,6 +2,7 @@
 
 #include "schedule/ZoJobServer.h"
 #include "tests/sandbox/TestServer.h"
+#include "utlib/UtSocket.h"
 
 #include <csignal>
 #include <gtest/gtest.h>
@@ -45,6 +46,12 @@ TEST(Safety, StrangersGetErrorWhateverTheySend)
         EXPECT_EQ("error\n", requestOfStranger(server.port, bytes)) << bytes;
         EXPECT_EQ(list, server.request("tester list\n")) << "after a stranger's " << bytes;
     }
+    ::kill(server.pid(), SIGSTOP);  // until a stranger who does not wait for an answer has gone
+    EXPECT_EQ(0, ::seteuid(STRANGER));
+    UtSocket::close(server.connect("tester submit \"true\" \"\" \"\"\n"));
+    EXPECT_EQ(0, ::seteuid(0));
+    ::kill(server.pid(), SIGCONT);
+    EXPECT_EQ(list, server.ask("list"));
 }
 
 TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)

@@ -112,7 +112,8 @@ TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
 TEST_F(System, RunningOneJobDoesNotGoOnButAFullRunDoesAlsoAfterAKill)
 {
     TestServer server;
-    Sandbox::write(Sandbox::queueFile(), "10:true::d1:1:0:0:0:-1\n10:true::d2:2:0:0:0:-1\n"
+    Sandbox::write(Sandbox::queueFile(), "10:true::d1:1:0:0:0:-1\n"
+                                         "10:until [ -e go ]; do sleep 0.1; done::d2:2:0:0:0:-1\n"
                                          "10:sleep 60::d1:3:0:0:0:-1\n10:true::d2:4:0:0:0:-1\n"
                                          "10:true::d1:5:0:0:0:-1\n");
     for (const char* marker : { "d1/.1", "d2/.2", "d1/.3", "d2/.4", "d1/.5" })
@@ -120,6 +121,7 @@ TEST_F(System, RunningOneJobDoesNotGoOnButAFullRunDoesAlsoAfterAKill)
     const auto states = [&] { return std::regex_replace(server.ask("list"), LIST_LINE, "$1 "); };
     server.ask("done");  // loads the queue
     EXPECT_EQ("ok\nerror\nerror\n", server.ask("run 2 d2\nrun 2 d2\nrun"));
+    Sandbox::write("d2/go", "");
     EXPECT_TRUE(server.waitForStatus("waiting"));
     EXPECT_EQ("5 10 12 10 10 10 ", states());
     EXPECT_EQ("error\nok\n", server.ask("run 2 d2\nrun"));  // a done job; all others
@@ -324,6 +326,34 @@ TEST_F(System, ApplicationTellsAStrangerNothingAndUsesAPortOfItsOwn)
                      EXPECT_EQ(0, ZoScheduleJobSubmit(open(), "true", "", ""));
                      EXPECT_EQ("ok\n", Sandbox::request(std::stoi(own), "tester quit\n"));
                  })->end());
+}
+
+TEST_F(System, ApplicationKnowsWhetherAListCameWhole)
+{
+    const struct {
+        const char* reply;
+        int result;
+        long jobs;
+    } cases[] = {
+        { "0\n", 0, 0 },
+        { "1\n10 \"a\" \"\" d 1 0 0 0\nmore\n", 0, 1 },
+        { "2\n10 \"a\" \"\" d 1 0 0 0\n10 \"b", -1, 1 },
+        { "1\nno line of a server\n", -1, 0 },
+        { "", -1, 0 },
+        { "error\n", 1, 0 },
+    };
+    for (const auto& [reply, result, count] : cases) {
+        int ends[2];
+        ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+        UtSocket::send(ends[1], "%s", reply);
+        ::shutdown(ends[1], SHUT_WR);
+        UtDArray<UtHandle<ZoJob>> jobs;
+        jobs.append(new ZoJob);
+        EXPECT_EQ(result, ZoClient::list(ends[0], "tester", jobs, true)) << reply;
+        EXPECT_EQ(count, jobs.size()) << reply;
+        UtSocket::close(ends[0]);
+        UtSocket::close(ends[1]);
+    }
 }
 
 TEST_F(System, ApplicationSendsNothingThatARequestLineCannotCarry)

@@ -193,6 +193,8 @@ TEST_F(Socket, ServerSurvivesWhatPassesAndConnectionsAreNotInherited)
     UtServerSocket server(1), second(1);
     ASSERT_EQ(0, server.openSocket(0, -10, 25));
     EXPECT_EQ(-1, second.openSocket(server.port, -10, 25)) << "two servers on a port";
+    for (const int port : { -1, 65536 })
+        EXPECT_EQ(-1, second.openSocket(port, -10, 25));
     long open = 0;
     for (int i = 0; i < 2; ++i) {  // the resolver keeps what the first question has opened
         EXPECT_EQ(-1, UtSocket::connect("nowhere.invalid", server.port));
