@@ -1,6 +1,5 @@
 #include "bench/Measured.h"
 
-#include "bench/Report.h"
 #include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
 

@@ -61,12 +61,6 @@ std::string withoutCommas(std::string number)
     return number;
 }
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
-}
-
 void printRow(const std::string& what, const std::string& figure, const std::string& reference,
               const std::string& ratio, const std::string& target, const std::string& verdict)
 {

@@ -34,8 +34,6 @@ void printFigure(const std::string& what, const std::string& text, double value,
 /// A time in the unit that suits it, as "26.3 ms".
 std::string timeText(double seconds);
 
-double median(std::vector<double> values);
-
 /// "10000" for "10,000".
 std::string withoutCommas(std::string number);
 

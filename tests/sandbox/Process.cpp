@@ -22,6 +22,12 @@ double now()
     return (double)time.tv_sec + (double)time.tv_nsec / 1e9;
 }
 
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
+}
+
 Process::Process(const std::vector<std::string>& words, const std::string& input)
 {
     static int count = 0;

@@ -54,4 +54,6 @@ public:
 /// Seconds of a clock that nobody can set.
 double now();
 
+double median(std::vector<double> values);
+
 #endif
