@@ -2,6 +2,7 @@
 
 #include "schedule/ZoDisk.h"
 #include "schedule/ZoJobList.h"
+#include "schedule/ZoQueueText.h"
 #include "utlib/UtClock.h"
 
 #include <cerrno>
@@ -151,25 +152,6 @@ static bool isNext(const char* path, const NextText& next)
     return next.length >= 0 && ::stat(path, &status) == 0 && status.st_size == next.length &&
            readFile(path, text) == 0 && text.length() == next.length &&
            checksum(text, text.length()) == next.sum;
-}
-
-/// Takes out what a damaged file holds from a NUL byte to the end of that line, and nothing more.
-static void dropNulBytes(UtString& text)
-{
-    const char* const end = text.data + text.length();
-    char* to = text.data;
-    const char* from = to;
-    while (const char* const nul = (const char*)::memchr(from, '\0', end - from)) {
-        ::memmove(to, from, nul - from);
-        to += nul - from;
-        const char* const lineEnd = (const char*)::memchr(nul, '\n', end - nul);
-        from = lineEnd ? lineEnd + 1 : end;
-    }
-    if (from != to)
-        ::memmove(to, from, end - from);
-    to += end - from;
-    *to = '\0';
-    text.used = to + 1 - text.data;
 }
 
 /// Makes a file that this user can open again, whatever the umask. Returns a descriptor or -1.
@@ -422,7 +404,7 @@ const UtString* ZoQueueFile::read(UtString& space)
             return &old;
         space = old;  // the journal keeps it as it is
     }
-    dropNulBytes(space);
+    ZoQueueText::dropNulBytes(space);
     return &space;
 }
 

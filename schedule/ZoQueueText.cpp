@@ -146,3 +146,21 @@ void ZoQueueText::write(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs)
     *end++ = '\0';
     text.used = end - text.data;
 }
+
+void ZoQueueText::dropNulBytes(UtString& text)
+{
+    const char* const end = text.data + text.length();
+    char* to = text.data;
+    const char* from = to;
+    while (const char* const nul = (const char*)::memchr(from, '\0', end - from)) {
+        ::memmove(to, from, nul - from);
+        to += nul - from;
+        const char* const lineEnd = (const char*)::memchr(nul, '\n', end - nul);
+        from = lineEnd ? lineEnd + 1 : end;
+    }
+    if (from != to)
+        ::memmove(to, from, end - from);
+    to += end - from;
+    *to = '\0';
+    text.used = to + 1 - text.data;
+}

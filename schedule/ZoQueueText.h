@@ -17,6 +17,10 @@ public:
 
     /// Appends the records of the jobs to the text.
     static void write(UtString& text, UtDArray<UtHandle<ZoJob>>& ofJobs);
+
+    /// Takes out what a damaged file holds from a NUL byte to the end of that line, and nothing
+    /// more.
+    static void dropNulBytes(UtString& text);
 };
 
 #endif
