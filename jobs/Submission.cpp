@@ -117,8 +117,9 @@ std::string Submission::queue(const Server& server) const
     if (!readQueue(server).findDirectory(place.path)) {
         place.keep = false;
         throw JobError(JobError::REFUSED,
-                       "the server took the job, but it is not in the queue: the "
-                       "disk may be full, or the home directory read-only");
+                       "the server took the job, but it is not in the queue: the disk may be full, "
+                       "the home directory read-only, or the server one of another home directory "
+                       "or host name, as outside of a container");
     }
     return place.path;
 }
