@@ -6,6 +6,7 @@
 #include "jobs/JobLog.h"
 #include "jobs/JobName.h"
 #include "jobs/JobScript.h"
+#include "jobs/JobState.h"
 #include "window/ScriptParts.h"
 #include "window/TerminalText.h"
 
@@ -25,20 +26,27 @@ static QByteArray bytesOf(const std::string& bytes)
     return QByteArray(bytes.data(), int(bytes.size()));
 }
 
-static ZoJobRow::State stateOf(const Job& job, int status)
+static ZoJobRow::State stateOf(const Job& job)
 {
-    switch (job.state) {
-    case ZoJob::WAITING:
+    switch (jobState(job)) {
+    case JobState::WAITING:
         return ZoJobRow::WAITING;
-    case ZoJob::RUNNING:
+    case JobState::RUNNING:
         return ZoJobRow::RUNNING;
-    case ZoJob::DONE:
-        return status > 0 ? ZoJobRow::FAILED : ZoJobRow::DONE;
-    case ZoJob::KILLED:
+    case JobState::DONE:
+        return ZoJobRow::DONE;
+    case JobState::FAILED:
+        return ZoJobRow::FAILED;
+    case JobState::TIMED_OUT:
+        return ZoJobRow::TIMED_OUT;
+    case JobState::SKIPPED:
+        return ZoJobRow::SKIPPED;
+    case JobState::KILLED:
         return ZoJobRow::KILLED;
-    default:
-        return ZoJobRow::UNKNOWN;
+    case JobState::CANCELLED:
+        return ZoJobRow::CANCELLED;
     }
+    return ZoJobRow::UNKNOWN;
 }
 
 std::string commandOf(const Job& job)
@@ -81,7 +89,7 @@ ZoJobRow JobRows::makeRow(const Job& job)
     row.id = job.id;
     row.directory = bytesOf(job.directory);
     row.status = exitStatus(job);
-    row.state = stateOf(job, row.status);
+    row.state = stateOf(job);
     row.started = job.startTime;
     row.ended = job.endTime;
     row.ran = job.hasEnded() ? job.runTime() : 0;
