@@ -4,6 +4,7 @@
 #include "utlib/UtDArray.h"
 
 #include <cstdio>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +12,22 @@ static const long PATH_BUFFER = 256;
 static const int SIGNALLED = 128;  // added to a signal's number, as a shell does
 
 static UtDArray<int> theLaunchers;  ///< process ids of launchers whose ends are not collected yet
+
+/// Holds what protects theLaunchers: of one process, a window may start servers from a thread of
+/// its own while the application does so from another.
+class LaunchersHeld
+{
+public:
+    LaunchersHeld() { ::pthread_mutex_lock(&mutex); }
+    ~LaunchersHeld() { ::pthread_mutex_unlock(&mutex); }
+    LaunchersHeld(const LaunchersHeld&) = delete;
+    LaunchersHeld& operator=(const LaunchersHeld&) = delete;
+
+private:
+    static pthread_mutex_t mutex;
+};
+
+pthread_mutex_t LaunchersHeld::mutex = PTHREAD_MUTEX_INITIALIZER;
 
 /// Becomes the launcher. Only calls that are safe after fork in a process with threads.
 [[noreturn]] static void becomeServer(const char* launcher, const char* port)
@@ -32,27 +49,37 @@ int ZoLauncher::start(const char* rootDirectory, int port)
     const pid_t pid = ::fork();
     if (pid == 0)
         becomeServer(launcher, portText);
-    if (pid > 0)
+    if (pid > 0) {
+        const LaunchersHeld held;
         theLaunchers.append(pid);
+    }
     return pid;
 }
 
-int ZoLauncher::statusOf(int launcher)
+/// As ZoLauncher::statusOf(), while theLaunchers is held.
+static int heldStatusOf(int launcher)
 {
     for (long i = 0; i < theLaunchers.size(); ++i) {
         if (theLaunchers[i] != launcher)
             continue;
         int status = 0;
         if (::waitpid(launcher, &status, WNOHANG) == 0)
-            return STILL_RUNS;
+            return ZoLauncher::STILL_RUNS;
         theLaunchers.remove(i, 1);
         return WIFSIGNALED(status) ? SIGNALLED + WTERMSIG(status) : WEXITSTATUS(status);
     }
     return 0;  // collected before
 }
 
+int ZoLauncher::statusOf(int launcher)
+{
+    const LaunchersHeld held;
+    return heldStatusOf(launcher);
+}
+
 void ZoLauncher::collect()
 {
+    const LaunchersHeld held;
     for (long i = theLaunchers.size() - 1; i >= 0; --i)
-        statusOf(theLaunchers[i]);
+        heldStatusOf(theLaunchers[i]);
 }

@@ -4,7 +4,7 @@
 #include "schedule/ZoExport.h"
 
 /// Starts servers, each in a session of its own with nothing of this process's but its environment
-/// and working directory.
+/// and working directory. Several threads may call it.
 class SCHEDULE_EXPORT ZoLauncher
 {
 public:
