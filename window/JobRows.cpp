@@ -10,9 +10,11 @@
 #include "window/ScriptParts.h"
 #include "window/TerminalText.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 
+static const int MOST_LOOKED_AT = 500;  // waiting jobs; of more, a look at each costs too much
 static const int LAST_LINES = 3;
 static const int LAST_BYTES = 2048;  // in which they are looked for
 
@@ -132,9 +134,13 @@ ZoJobRows JobRows::make(const Queue& queue)
     made.reserve(int(queue.jobs.size()));
     index.clear();
     std::size_t place = 0;
+    const auto waits = [](const Job& job) { return job.isWaiting(); };
+    const bool few = std::count_if(queue.jobs.begin(), queue.jobs.end(), waits) <= MOST_LOOKED_AT;
     for (const Job& job : queue.jobs) {
         const ZoJobRow* const known = find(job, place);
         made.append(known ? *known : makeRow(job));
+        if (known && few && job.isWaiting())
+            made.last().state = stateOf(job);  // somebody may have cancelled it meanwhile
     }
     const std::vector<std::string> names = jobNames(queue);
     for (int i = 0; i < made.size(); ++i)

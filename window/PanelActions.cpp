@@ -126,7 +126,8 @@ QString whyNot(ZoJobPanel::Action action, const ActionSituation& now)
     case ZoJobPanel::REMOVE:
         return whyNotRemove(now);
     case ZoJobPanel::REMOVE_FINISHED:
-        return hasState(now.queue, ZoJobRow::DONE) || hasState(now.queue, ZoJobRow::KILLED)
+        return std::any_of(now.queue.begin(), now.queue.end(),
+                           [](const ZoJobRow& job) { return job.hasEnded() && !job.hasFailed(); })
                    ? QString()
                    : translated("No job is done");
     case ZoJobPanel::SUBMIT_AGAIN:

@@ -299,7 +299,7 @@ void ZoJobPanelParts::removeFinished()
 {
     ZoJobRows finished;
     for (const ZoJobRow& job : model->rows())
-        if (job.state == ZoJobRow::DONE || job.state == ZoJobRow::KILLED)
+        if (job.hasEnded() && !job.hasFailed())
             finished.append(job);
     askRemove(finished);
 }

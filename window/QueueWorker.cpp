@@ -14,6 +14,7 @@
 #include <algorithm>
 
 static const double CLUSTER_PATIENCE = 5;  // seconds for a cluster to hear of a kill
+static const int MOST_LOOKED_AT = 1000;    // jobs, every few seconds without any sign of a change
 static const int BREATH = 40;     // ms between two readings of a queue that changes all the time
 static const int LOG_LOOK = 150;  // ms between two looks at the output of a running job
 static const std::size_t PIECE = 32 * 1024;     // bytes of output at once
@@ -37,7 +38,7 @@ void QueueWorker::start()
     connect(slowLook, &QTimer::timeout, this, [this] {
         lookAtClusters();
         look();
-        lookAtServer();
+        lookAround();
     });
     connect(soon, &QTimer::timeout, this, &QueueWorker::look);
     connect(logLook, &QTimer::timeout, this, &QueueWorker::readOutput);
@@ -82,11 +83,14 @@ void QueueWorker::lookAtClusters()
         }
 }
 
-void QueueWorker::lookAtServer()
+/// Looks at what changes without the queue file: the server, and marks in the jobs' directories.
+void QueueWorker::lookAround()
 {
     QueueSnapshot now = told;
     lookAtPort(now);
-    if (now.server == told.server && now.serverText == told.serverText)
+    if (queue.waiting() && int(queue.jobs.size()) <= MOST_LOOKED_AT)
+        now.rows = rows.make(queue);
+    if (now.server == told.server && now.serverText == told.serverText && now.rows == told.rows)
         return;
     told = now;
     emit queueRead(told);

@@ -59,7 +59,7 @@ private:
     void look();
     void scheduleRead();
     void lookAtClusters();
-    void lookAtServer();
+    void lookAround();
     void readDetails();
     void readOutput();
     bool fillPiece(OutputPiece& piece);

@@ -66,7 +66,8 @@ QString stateMeaning(const ZoJobRow& job)
         return job.status < 0 ? translated("Done; its exit status was not recorded")
                               : translated("Done");
     case ZoJobRow::FAILED:
-        return translated("Failed with exit status %1").arg(job.status);
+        return job.status < 0 ? translated("Failed; it left no exit status")
+                              : translated("Failed with exit status %1").arg(job.status);
     case ZoJobRow::KILLED:
         return translated("Killed");
     case ZoJobRow::TIMED_OUT:

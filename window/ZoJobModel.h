@@ -36,7 +36,10 @@ struct ZOWINDOW_EXPORT ZoJobRow {
     bool operator==(const ZoJobRow& other) const;
 
     /// Whether the job has ended, in whichever way.
-    bool hasEnded() const { return state != WAITING && state != RUNNING && state != CANCELLED; }
+    bool hasEnded() const
+    {
+        return state != WAITING && state != RUNNING && (state != CANCELLED || ended > 0);
+    }
 
     /// Whether it ended in a way that somebody should look at.
     bool hasFailed() const { return state == FAILED || state == TIMED_OUT || state == SKIPPED; }
