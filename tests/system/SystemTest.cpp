@@ -330,6 +330,9 @@ TEST_F(System, ApplicationTellsAStrangerNothingAndUsesAPortOfItsOwn)
 
 TEST_F(System, ApplicationKnowsWhetherAListCameWhole)
 {
+    for (const char* text : { "okay\n", "ok", "ok\nok\n", "", "errors\n" })
+        EXPECT_EQ(ZoProtocol::NO_REPLY, ZoProtocol::readReply(text)) << text;
+    EXPECT_EQ(ZoProtocol::REPLY_ERROR, ZoProtocol::readReply("error"));
     const struct {
         const char* reply;
         int result;

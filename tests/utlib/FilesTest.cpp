@@ -28,6 +28,10 @@ TEST(TmpDir, IsNewWithTheModeAskedForWhereAClientCanNameIt)
         EXPECT_EQ(used, fs::path((const char*)first).parent_path());
         EXPECT_EQ((fs::perms)0775, fs::status((const char*)first).permissions());
     }
+    ::setenv("TMPDIR", "tmp", 1);  // relative, and then another place for another process
+    UtTmpDir away("kelvojob", true, false);
+    EXPECT_EQ(0, away.create(0700));
+    EXPECT_EQ("/var/tmp", fs::path((const char*)away).parent_path());
     EXPECT_TRUE(fs::is_empty("tmp"));  // removed at the end of their scope
 }
 

@@ -306,7 +306,7 @@ TEST_F(View, LogShowsTheWantedLines)
 TEST_F(View, FollowedLogGrowsToItsEnd)
 {
     listenInVain();
-    Call following({ "log", "-f" });
+    Call following({ "log", "-f", "-n9" });
     Sandbox::write("place4/log", "one\n");
     EXPECT_FALSE(following.hasEnded(0.3));
     Sandbox::write("place4/log", "one\ntwo");
