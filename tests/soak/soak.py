@@ -22,7 +22,8 @@ import time
 BUILD, SECONDS, PLACE = sys.argv[1], int(sys.argv[2]), os.environ["KELVO_SANDBOX"]
 HOME, RECORD, RUNS = os.environ["HOME"], PLACE + "/record", PLACE + "/runs"
 QUEUE, JOURNAL = HOME + "/.zojobs-node1", HOME + "/.zojobs.lock-node1"
-MOST_JOBS, MOST_GROWTH = 300, 1024  # growth in KiB
+# KiB: a rewrite holds the old text and the new one, a few hundred each; a leak has thousands of turns.
+MOST_JOBS, MOST_GROWTH = 300, 3072
 LONGEST_STALL = 35  # seconds without a job that starts: a dead job child is looked for every 30
 STRANGER = 65534
 COMMANDS = ("true", "sleep 1", "echo a:b\\\\:c; (sleep 0.5; echo d) & wait", "exit 3", "kill -9 $$",
