@@ -11,13 +11,14 @@
 #include <unistd.h>
 
 // The words are the job's own: what goes into the script never passes through a request line.
-const char* const JobDirectory::COMMAND = "sh job; echo $? >exit";
+const char* const JobDirectory::COMMAND = "sh job || [ -s exit ] || echo $? >exit";
 
 static const char* const SCRIPT = "job";
 static const char* const STATUS = "exit";
 static const char* const STARTED = "started";
 static const char* const OUTCOME = "outcome";
 static const char* const CANCEL = "cancel";
+static const char* const WANTED = "run";
 static const std::size_t HEAD = 4096;  // enough for what nearly all jobs were given
 
 /// The first bytes of a file, at most `size`; empty when it cannot be read.
@@ -57,10 +58,15 @@ bool JobDirectory::isMarked() const
            S_ISREG(marker.st_mode) && marker.st_uid == ::getuid();
 }
 
+std::string JobDirectory::text(const char* name) const
+{
+    std::ifstream file(path(name), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
 std::string JobDirectory::script() const
 {
-    std::ifstream file(path(SCRIPT), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return text(SCRIPT);
 }
 
 GivenTexts JobDirectory::given() const
@@ -116,4 +122,31 @@ std::string JobDirectory::outcome() const
 bool JobDirectory::isCancelled() const
 {
     return hasScript() && ::access(path(CANCEL).c_str(), F_OK) == 0;
+}
+
+bool JobDirectory::mark(const char* file, bool isThere) const
+{
+    if (!hasScript())
+        return false;
+    if (!isThere)
+        return ::unlink(path(file).c_str()) == 0;
+    const int fd = ::open(path(file).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd >= 0)
+        ::close(fd);
+    return fd >= 0;
+}
+
+bool JobDirectory::setCancelled(bool isCancelled) const
+{
+    return mark(CANCEL, isCancelled);
+}
+
+bool JobDirectory::isWanted() const
+{
+    return hasScript() && ::access(path(WANTED).c_str(), F_OK) == 0;
+}
+
+bool JobDirectory::setWanted(bool isWanted) const
+{
+    return mark(WANTED, isWanted);
 }

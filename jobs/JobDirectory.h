@@ -28,6 +28,9 @@ public:
     /// server on another machine can name any directory.
     bool isMarked() const;
 
+    /// The whole of a file in it; empty when it cannot be read.
+    std::string text(const char* name) const;
+
     /// The whole script of a job of ours; empty when it cannot be read.
     std::string script() const;
 
@@ -52,7 +55,16 @@ public:
     /// Whether a waiting job is to end at once when its turn comes.
     bool isCancelled() const;
 
+    /// Cancels, or takes that back. False with errno set when it cannot be noted.
+    bool setCancelled(bool isCancelled) const;
+
+    /// Whether somebody has asked for the job to run when its turn comes (see zojob's Keeper.h),
+    /// and the same the other way.
+    bool isWanted() const;
+    bool setWanted(bool isWanted) const;
+
 private:
+    bool mark(const char* file, bool isThere) const;
     std::string path(const char* file) const { return job.directory + "/" + file; }
 
     const Job& job;

@@ -1,5 +1,7 @@
 #include "jobs/JobScript.h"
 
+#include "jobs/ScriptShell.h"
+#include "jobs/StateDirectory.h"
 #include "jobs/Submission.h"
 #include "jobs/Text.h"
 
@@ -7,7 +9,11 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
+#include <unistd.h>
 
+static const std::string MADE = "# made by zojob for ";
+static const char* const CONDITION = "    zj_after ";
 static const std::size_t MAX_DESCRIPTION = 400;  // characters; more helps nobody in a list
 
 // Not handed on: what the shell keeps itself, and what some shell makes read-only or reads as a
@@ -98,24 +104,117 @@ static std::string givenLines(const Submission& submission)
 
 std::string scriptStart(const std::string& directory)
 {
-    return "#!/bin/sh\n# made by zojob for " + directory + "\n";
+    return "#!/bin/sh\n" + (MADE + directory) + "\n";
+}
+
+/// The assignments that the library reads.
+static std::string variables(const std::string& directory, const Submission& submission)
+{
+    char mask[32];
+    std::snprintf(mask, sizeof mask, "%04o", submission.umask);
+    // A line of its own: see copiedScript().
+    std::string text = "zj_d=" + shellQuoted(directory) + " zj_n=" + numberOf(directory) + "\n";
+    text += "zj_dir=" + shellQuoted(submission.directory) + " zj_mask=" + mask;
+    text += " zj_time=" + submission.timeout + " zj_retry=" + std::to_string(submission.retries);
+    text += "\nzj_name=" + shellQuoted(submission.description);
+    text += " zj_label=" + shellQuoted(submission.label.value_or(""));
+    text += "\nzj_then=" + shellQuoted(submission.then) +
+            " zj_done=" + shellQuoted(submission.done) + "\n";
+    // No job can be nicer to itself than the server is to all.
+    return text + "zj_nice=$((" + std::to_string(submission.niceness) +
+           " - $(nice)))\n[ \"$zj_nice\" -gt 0 ] || zj_nice=''\n";
+}
+
+static std::string limitLines(const Submission& submission)
+{
+    std::string text = "zj_limits() {\n    :\n";
+    for (const auto& [letter, value] : submission.limits)
+        text += std::string("    zj_limit ") + letter + " " + value + "\n";
+    return text + "}\n";
+}
+
+static std::string conditionLines(const Submission& submission)
+{
+    std::string text = "zj_conditions() {\n    :\n";
+    for (const Submission::Condition& condition : submission.after)
+        text += CONDITION + condition.number + " " + shellQuoted(condition.directory) +
+                (condition.well ? " ok\n" : " any\n");
+    return text + "}\n";
+}
+
+/// The entries of the environment, as words of shell.
+static std::string entries(const std::vector<std::string>& environment)
+{
+    std::string text;
+    for (const std::string& entry : environment) {
+        const std::size_t n = entry.find('=');
+        const std::string name = entry.substr(0, n);
+        const bool isShells = name == "PWD" || name == "OLDPWD" || name == "SHLVL" || name == "_";
+        if (n != std::string::npos && n > 0 && !isShells)
+            text += " " + shellQuoted(entry);
+    }
+    return text;
 }
 
 std::string scriptText(const std::string& directory, const Submission& submission,
-                       const std::string& body)
+                       const std::string& command)
 {
-    char mask[32];
-    std::snprintf(mask, sizeof mask, "umask %04o\n", submission.umask);
-    const std::string sorry =
-        "zojob: cannot enter " + submission.directory + ": the command was not run";
     // The server's own environment is that of whoever happened to start it: the job begins without.
     // The file "started" tells when to the fraction of a second, unlike the queue.
     return scriptStart(directory) + givenLines(submission) +
            "[ \"$1\" = - ] || { true >started; } 2>/dev/null\n"
-           "[ \"$1\" = - ] || exec env -i sh job -\nshift\n" +
-           mask + "cd " + shellQuoted(submission.directory) + " || { printf '%s\\n' " +
-           shellQuoted(sorry) + " >&2; exit 125; }\n" + exports(submission.environment) + "\n" +
-           body + "\n";
+           "[ \"$1\" = - ] || exec env -i sh job -\n" +
+           variables(directory, submission) + "set --" + entries(submission.environment) + "\n" +
+           SCRIPT_LIBRARY + limitLines(submission) + conditionLines(submission) +
+           "zj_command() {\n" + command + "\n}\n" + SCRIPT_MAIN;
+}
+
+std::string plainCommand(const std::string& words)
+{
+    return "    exec ${zj_nice:+nice -n \"$zj_nice\"} ${zj_time:+timeout -k 10 \"$zj_time\"} \\\n"
+           "        env -i -- \"$@\" PWD=\"$PWD\" ZOJOB_ID=\"$zj_n\" " +
+           words;
+}
+
+std::string exportedCommand(const std::vector<std::string>& environment, const std::string& text)
+{
+    // Whoever kills has marked that before the signal, which may come before this has begun.
+    return "[ ! -e \"$zj_d/kill\" ] || exit 143\n" + exports(environment) +
+           "export ZOJOB_ID=\"$zj_n\"\nset --\n" + text;
+}
+
+static bool startsWith(const std::string& text, const std::string& start)
+{
+    return text.compare(0, start.size(), start) == 0;
+}
+
+/// Whether this is one of our own lines that name the job's directory.
+static bool namesDirectory(const std::string& line)
+{
+    const std::string end = "<&3 3<&- &";  // of the line that starts the command on a cluster
+    return startsWith(line, "zojob_d=") || startsWith(line, ". '/") ||
+           startsWith(line, "#SBATCH --output=") ||
+           (line.size() > end.size() && line.substr(line.size() - end.size()) == end);
+}
+
+std::string copiedScript(const std::string& script, const std::string& from, const std::string& to)
+{
+    std::string text;
+    std::istringstream lines(script);
+    for (std::string line; std::getline(lines, line);) {
+        if (startsWith(line, CONDITION))
+            continue;
+        if (startsWith(line, "zj_d="))
+            line = "zj_d=" + shellQuoted(to) + " zj_n=" + numberOf(to);
+        else if (line == MADE + from)
+            line = MADE + to;
+        else if (namesDirectory(line))
+            for (std::size_t at = 0; (at = line.find(from, at)) != std::string::npos;
+                 at += to.size())
+                line.replace(at, from.size(), to);
+        text += line + "\n";
+    }
+    return text;
 }
 
 std::string commandLine(const std::vector<std::string>& words)
@@ -128,11 +227,31 @@ std::string commandLine(const std::vector<std::string>& words)
     return text;
 }
 
-std::string commandText(const std::vector<std::string>& words)
+/// Whether a shell would run a file for this word.
+static bool isProgram(const std::string& word, const std::vector<std::string>& environment)
+{
+    if (word.find('/') != std::string::npos)
+        return word.find('=') == std::string::npos;
+    for (const std::string& entry : environment) {
+        std::istringstream path(entry.compare(0, 5, "PATH=") == 0 ? entry.substr(5) : "");
+        for (std::string place; std::getline(path, place, ':');)
+            if (::access((place + "/" + word).c_str(), X_OK) == 0)
+                return word.find('=') == std::string::npos;
+    }
+    return false;
+}
+
+std::string commandText(const std::vector<std::string>& words,
+                        const std::vector<std::string>& environment)
 {
     if (words.size() == 1)
         return words[0];
-    std::string text;
+    std::string text, functions;
+    for (const std::string& entry : environment)
+        if (entry.compare(0, 10, "BASH_FUNC_") == 0)
+            functions += " " + shellQuoted(entry);
+    if (!functions.empty() && isProgram(words[0], environment))
+        text = "exec env" + functions;
     for (const std::string& word : words)
         text += (text.empty() ? "" : " ") + shellQuoted(word);
     return text;

@@ -21,10 +21,19 @@ struct GivenTexts {
 /// not taken for a job's.
 std::string scriptStart(const std::string& directory);
 
-/// The script of a job, for `sh job` in `directory`: the submission's umask, environment and
-/// directory, then `body`.
+/// The script of a job, for `sh job` in `directory`: all that the submission says around `command`,
+/// lines of shell that replace the shell or end it.
 std::string scriptText(const std::string& directory, const Submission& submission,
-                       const std::string& body);
+                       const std::string& command);
+
+/// A command for it: these words of shell, run with the job's environment, niceness and time.
+std::string plainCommand(const std::string& words);
+
+/// A command for it: a text of shell that needs the environment's variables itself.
+std::string exportedCommand(const std::vector<std::string>& environment, const std::string& text);
+
+/// The script of a job in another directory, without its conditions on other jobs.
+std::string copiedScript(const std::string& script, const std::string& from, const std::string& to);
 
 /// Reads the texts back; empty ones where the script says nothing.
 GivenTexts givenTexts(const std::string& script);
@@ -33,8 +42,10 @@ GivenTexts givenTexts(const std::string& script);
 std::string commandLine(const std::vector<std::string>& words);
 
 /// The shell text of a command as it was given: one word is shell text itself, several are exactly
-/// these arguments.
-std::string commandText(const std::vector<std::string>& words);
+/// these arguments. Functions of bash in the environment reach a program that is named so, although
+/// the shell between does not know them.
+std::string commandText(const std::vector<std::string>& words,
+                        const std::vector<std::string>& environment = {});
 
 /// A text that a request can carry as a job's description: one line, without double quotes, not too
 /// long to be listed.

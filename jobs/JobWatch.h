@@ -40,6 +40,8 @@ public:
     /// JobError, for another machine only when its server has been away for half a minute.
     void look();
 
+    const Server& server() const { return watch.server; }
+
     bool allEnded() const;
 
     /// A target waits, and no job has been running for longer than a server takes from one job to

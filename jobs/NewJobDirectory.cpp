@@ -5,6 +5,7 @@
 #include "jobs/StateDirectory.h"
 #include "schedule/ZoDisk.h"
 
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
@@ -15,7 +16,7 @@ static const char* const DAMAGED = "zojob: this job is damaged, as by a power cu
 static const char* const STATUS = "125";  // of a job that was not run
 static const int MODE = 0700;
 
-NewJobDirectory::NewJobDirectory() : path(makeJobDirectory())
+NewJobDirectory::NewJobDirectory(bool itSyncs) : path(makeJobDirectory()), syncsEach(itSyncs)
 {
 }
 
@@ -26,7 +27,7 @@ NewJobDirectory::~NewJobDirectory()
         std::filesystem::remove_all(path, ignored);
 }
 
-/// Writes everything onto the disk; false with errno set.
+/// Writes everything; false with errno set.
 static bool writeAll(int fd, const std::string& text)
 {
     std::size_t done = 0;
@@ -38,7 +39,7 @@ static bool writeAll(int fd, const std::string& text)
             return false;
         done += n;
     }
-    return ZoDisk::sync(fd) == 0;
+    return true;
 }
 
 static JobError notMade(const std::string& name)
@@ -56,20 +57,31 @@ void NewJobDirectory::makeDirectory(const std::string& name)
         throw notMade(directory);
 }
 
-/// One more byte in the sum that the command cksum computes.
+/// For each byte, what it adds to the sum that the command cksum computes.
+static std::array<unsigned, 256> makeTable()
+{
+    std::array<unsigned, 256> table{};
+    for (unsigned byte = 0; byte < table.size(); ++byte) {
+        table[byte] = byte << 24;
+        for (int bit = 0; bit < 8; ++bit)
+            table[byte] = table[byte] << 1 ^ (table[byte] >> 31 ? 0x04c11db7 : 0);
+    }
+    return table;
+}
+
+/// One more byte in that sum.
 static unsigned sumWith(unsigned sum, unsigned char byte)
 {
-    sum ^= (unsigned)byte << 24;
-    for (int bit = 0; bit < 8; ++bit)
-        sum = sum << 1 ^ (sum >> 31 ? 0x04c11db7 : 0);
-    return sum;
+    static const std::array<unsigned, 256> table = makeTable();
+    return sum << 8 ^ table[sum >> 24 ^ byte];
 }
 
 void NewJobDirectory::writeFile(const std::string& name, const std::string& text)
 {
     const std::string file = path + "/" + name;
     const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, MODE);
-    const bool isWritten = fd >= 0 && ::fchmod(fd, MODE) == 0 && writeAll(fd, text);
+    const bool isWritten = fd >= 0 && ::fchmod(fd, MODE) == 0 && writeAll(fd, text) &&
+                           (!syncsEach || ZoDisk::sync(fd) == 0);
     const int reason = errno;
     const bool isClosed = fd >= 0 && ::close(fd) == 0;
     if (!isWritten)
@@ -85,9 +97,9 @@ void NewJobDirectory::writeFile(const std::string& name, const std::string& text
 std::string NewJobDirectory::finish() const
 {
     for (const std::string& directory : directories)
-        if (ZoDisk::syncPath(directory.c_str()) != 0)
+        if (syncsEach && ZoDisk::syncPath(directory.c_str()) != 0)
             throw notMade(directory);
-    if (ZoDisk::syncPath(path.c_str()) != 0 || ZoDisk::syncParent(path.c_str()) != 0)
+    if (syncsEach && (ZoDisk::syncPath(path.c_str()) != 0 || ZoDisk::syncParent(path.c_str()) != 0))
         throw notMade(path);
     unsigned all = sum;
     for (unsigned long long rest = length; rest > 0; rest >>= 8)

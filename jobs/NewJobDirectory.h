@@ -12,8 +12,9 @@ public:
     const std::string path;
     bool keep = false;
 
-    /// Makes the next directory (see StateDirectory.h). Throws JobError.
-    NewJobDirectory();
+    /// Makes the next directory (see StateDirectory.h). With `itSyncs` false the caller brings
+    /// everything onto the disk, once for many. Throws JobError.
+    explicit NewJobDirectory(bool itSyncs = true);
     ~NewJobDirectory();
     NewJobDirectory(const NewJobDirectory&) = delete;
     NewJobDirectory& operator=(const NewJobDirectory&) = delete;
@@ -31,6 +32,7 @@ public:
     std::string finish() const;
 
 private:
+    const bool syncsEach;
     std::vector<std::string> directories;  // in it, by their whole paths
     std::string files;                     // the names, each behind a blank
     unsigned sum = 0;                      // of their contents, as the command cksum begins it

@@ -4,12 +4,16 @@
 #include "jobs/JobError.h"
 #include "jobs/JobScript.h"
 #include "jobs/NewJobDirectory.h"
+#include "jobs/QueueAddition.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Slurm.h"
 #include "jobs/Text.h"
 
+#include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,7 +31,46 @@ static unsigned ownUmask()
     return CAREFUL_UMASK;
 }
 
-Submission::Submission() : umask(ownUmask())
+/// A limit in the units of ulimit.
+static std::string limitText(rlim_t value, rlim_t unit)
+{
+    return value == RLIM_INFINITY ? "unlimited" : std::to_string((value + unit - 1) / unit);
+}
+
+static std::vector<std::pair<char, std::string>> ownLimits()
+{
+    const struct {
+        char letter;
+        int resource;
+        rlim_t unit;
+    } kinds[] = {
+        { 't', RLIMIT_CPU, 1 },      { 'f', RLIMIT_FSIZE, 512 }, { 'd', RLIMIT_DATA, 1024 },
+        { 's', RLIMIT_STACK, 1024 }, { 'c', RLIMIT_CORE, 512 },  { 'v', RLIMIT_AS, 1024 },
+        { 'n', RLIMIT_NOFILE, 1 },
+    };
+    std::vector<std::pair<char, std::string>> limits;
+    struct rlimit limit;
+    for (const auto& kind : kinds)
+        if (::getrlimit((__rlimit_resource_t)kind.resource, &limit) == 0)
+            limits.emplace_back(kind.letter, limitText(limit.rlim_cur, kind.unit));
+    return limits;
+}
+
+/// The program that this user wants to be told of every job's end.
+static std::string donePath()
+{
+    const char* const config = std::getenv("XDG_CONFIG_HOME");
+    const char* const home = std::getenv("HOME");
+    if (config && config[0] == '/')
+        return std::string(config) + "/zojob/done";
+    return home && home[0] == '/' ? std::string(home) + "/.config/zojob/done" : "";
+}
+
+Submission::Submission()
+    : umask(ownUmask()),
+      done(donePath()),
+      niceness(::getpriority(PRIO_PROCESS, 0)),
+      limits(ownLimits())
 {
     for (char** entry = environ; entry && *entry; ++entry)
         environment.push_back(*entry);
@@ -55,12 +98,13 @@ void Submission::check() const
 
 void Submission::writeScript(NewJobDirectory& place) const
 {
-    if (namesInterpreter(body)) {
-        place.writeFile("script", body);
-        place.writeFile("job", scriptText(place.path, *this, shellQuoted(place.path + "/script")));
-    } else {
-        place.writeFile("job", scriptText(place.path, *this, body));
-    }
+    // A file of its own, so that the numbers of lines in messages are those of the user.
+    const std::string script = "\"$zj_d/script\"";
+    place.writeFile("script", body);
+    place.writeFile("job", scriptText(place.path, *this,
+                                      plainCommand(namesInterpreter(body)
+                                                       ? script
+                                                       : shellQuoted(shell) + " " + script)));
 }
 
 static const char* const DETACH = "detach\n";
@@ -94,24 +138,30 @@ void Submission::writeClusterScript(NewJobDirectory& place) const
     place.writeFile("script", body);
     place.writeFile("cluster/given", givenText(*cluster));
     place.writeFile("cluster/library", Slurm::libraryText());
-    place.writeFile("cluster/batch",
-                    Slurm::batchText(place.path, description, directory,
-                                     (namesInterpreter(body) ? "" : "sh ") + script, body,
-                                     cluster->options));
+    place.writeFile(
+        "cluster/batch",
+        Slurm::batchText(place.path, description, directory,
+                         (namesInterpreter(body) ? "" : shellQuoted(shell) + " ") + script, body,
+                         cluster->options));
     Slurm::leaveAllocation(here.environment);
-    place.writeFile("job",
-                    scriptText(place.path, here,
-                               Slurm::standText(place.path, cluster->options, cluster->detach)));
+    const std::string stand = Slurm::standText(place.path, cluster->options, cluster->detach);
+    place.writeFile("job", scriptText(place.path, here, exportedCommand(here.environment, stand)));
 }
 
-std::string Submission::queue(const Server& server) const
+/// Writes all files of the job, and returns the command for the queue.
+std::string Submission::write(NewJobDirectory& place) const
 {
-    NewJobDirectory place;
     if (cluster)
         writeClusterScript(place);
     else
         writeScript(place);
-    if (!server.submit(place.finish().c_str(), description, place.path))
+    return place.finish();
+}
+
+static std::string submit(NewJobDirectory& place, const Server& server, const std::string& command,
+                          const std::string& description)
+{
+    if (!server.submit(command.c_str(), description, place.path))
         throw JobError(JobError::REFUSED, "the server did not take the job");
     place.keep = true;
     if (!readQueue(server).findDirectory(place.path)) {
@@ -122,4 +172,55 @@ std::string Submission::queue(const Server& server) const
                        "or host name, as outside of a container");
     }
     return place.path;
+}
+
+std::string Submission::queue(const Server& server) const
+{
+    NewJobDirectory place;
+    return submit(place, server, write(place), description);
+}
+
+std::vector<std::string> Submission::queueAll(const Server& server,
+                                              const std::vector<Submission>& submissions)
+{
+    std::vector<std::string> paths;
+    std::vector<std::unique_ptr<NewJobDirectory>> places;
+    QueueAddition addition;
+    for (const Submission& submission : submissions) {
+        const bool isLast = &submission == &submissions.back();
+        if (!server.isThisMachine() || isLast)
+            break;
+        places.push_back(std::make_unique<NewJobDirectory>(false));
+        addition.add(submission.write(*places.back()), submission.description, places.back()->path);
+    }
+    if (!places.empty()) {
+        addition.save();
+        for (const auto& place : places) {
+            place->keep = true;
+            paths.push_back(place->path);
+        }
+    }
+    // The server takes notice of the others with the last one.
+    for (std::size_t i = paths.size(); i < submissions.size(); ++i)
+        paths.push_back(submissions[i].queue(server));
+    return paths;
+}
+
+std::string Submission::again(const Server& server, const Job& job)
+{
+    NewJobDirectory place;
+    const JobDirectory old(job);
+    if (!old.isOurs())
+        throw JobError(JobError::REFUSED, "only a job that zojob made can be submitted again");
+    place.writeFile("script", old.text("script"));
+    if (::access((job.directory + "/cluster/batch").c_str(), F_OK) == 0) {
+        place.makeDirectory("cluster");
+        place.makeDirectory("cluster/tasks");
+        place.writeFile("cluster/given", old.text("cluster/given"));
+        place.writeFile("cluster/library", old.text("cluster/library"));
+        place.writeFile("cluster/batch",
+                        copiedScript(old.text("cluster/batch"), job.directory, place.path));
+    }
+    place.writeFile("job", copiedScript(old.script(), job.directory, place.path));
+    return submit(place, server, place.finish(), job.description);
 }

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 class NewJobDirectory;
@@ -39,6 +40,22 @@ public:
     };
     std::optional<Cluster> cluster;
 
+    /// Another job of ours that must have ended before.
+    struct Condition {
+        std::string number;
+        std::string directory;
+        bool well;  ///< with 0, and not anyhow
+    };
+    std::vector<Condition> after;
+
+    std::string shell = "/bin/sh";  ///< what runs a body that names no interpreter
+    std::string timeout;            ///< seconds, as timeout(1) takes them; empty: none
+    int retries = 0;                ///< how often again when it ends with another status than 0
+    std::string then;               ///< a line of shell at the end; empty: none
+    std::string done;               ///< a program at the end, which need not exist
+    int niceness;                   ///< at first the caller's
+    std::vector<std::pair<char, std::string>> limits;  ///< letters of ulimit; at first the caller's
+
     /// The same of a job that was submitted before; nothing for one that was for no cluster. Its
     /// body is the file "script" in its directory.
     static std::optional<Cluster> givenCluster(const std::string& jobDirectory);
@@ -48,12 +65,22 @@ public:
     /// Throws JobError for an empty command and for a directory in which nothing can run.
     void check() const;
 
+    /// Queues a job of ours anew: command, directory, environment and what else was said, but not
+    /// the conditions on other jobs. Returns its directory. Throws JobError.
+    static std::string again(const Server& server, const Job& job);
+
     /// Makes the job's private directory and queues the job. Returns that directory, by which the
     /// job is found in the queue. Throws JobError, also when the server could not save the job;
     /// nothing is left behind then.
     std::string queue(const Server& server) const;
 
+    /// The same for many at once, in their order, where there is one at least. When JobError is
+    /// thrown, none is queued, or the first ones are.
+    static std::vector<std::string> queueAll(const Server& server,
+                                             const std::vector<Submission>& submissions);
+
 private:
+    std::string write(NewJobDirectory& place) const;
     void writeScript(NewJobDirectory& place) const;
     void writeClusterScript(NewJobDirectory& place) const;
 };

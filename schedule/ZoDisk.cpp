@@ -46,3 +46,17 @@ int ZoDisk::syncParent(const char* path)
     parent.appendText(path, slash ? slash - path : 0);
     return syncPath(!slash ? "." : slash == path ? "/" : (const char*)parent);
 }
+
+int ZoDisk::syncAround(const char* path)
+{
+    if (isOff())
+        return 0;
+    const int fd = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    const int result = ::syncfs(fd);
+    const int error = errno;
+    ::close(fd);
+    errno = error;
+    return result;
+}

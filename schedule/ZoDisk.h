@@ -17,6 +17,9 @@ public:
 
     /// The same for the directory that holds the path.
     static int syncParent(const char* path);
+
+    /// The same for everything on the file system that holds the path: for many files at once.
+    static int syncAround(const char* path);
 };
 
 #endif

@@ -1,11 +1,12 @@
 #ifndef ZOPROCESSTREE_H
 #define ZOPROCESSTREE_H
 
+#include "schedule/ZoExport.h"
 #include "utlib/UtDArray.h"
 
 /// The processes of this machine as one look shows them, and what else the system tells about
 /// processes other than this one.
-class ZoProcessTree
+class SCHEDULE_EXPORT ZoProcessTree
 {
 public:
     UtDArray<int> ids;      ///< the processes seen at the last look, in the order of the listing

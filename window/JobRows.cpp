@@ -53,11 +53,7 @@ static ZoJobRow::State stateOf(const Job& job)
 
 std::string commandOf(const Job& job)
 {
-    std::ifstream script(job.directory + "/script", std::ios::binary);
-    if (script)  // one that names its own interpreter, or is for a cluster
-        return std::string(std::istreambuf_iterator<char>(script),
-                           std::istreambuf_iterator<char>());
-    return ScriptParts::read(JobDirectory(job).script()).body;
+    return JobDirectory(job).text("script");
 }
 
 /// The last lines of the output that are not empty, as a terminal would show them.

@@ -1,7 +1,6 @@
 #include "window/QueueWorker.h"
 
 #include "window/PortOwner.h"
-#include "window/ScriptParts.h"
 
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
@@ -156,11 +155,8 @@ static QString whyNotRun(const Queue& queue, const Job* job)
                            "removed while it ran; try again later");
 }
 
-void QueueWorker::queueNew(const Submission& submission, Answer& result)
+void QueueWorker::tellMade(const std::string& place, Answer& result)
 {
-    submission.check();
-    server.ensure();
-    const std::string place = submission.queue(server);
     queue = watch->read();
     if (const Job* const made = queue.findDirectory(place))
         result.made = { made->id, QByteArray::fromStdString(made->directory) };
@@ -180,7 +176,9 @@ void QueueWorker::submit(int number, const NewJob& job)
             submission.label = job.label.toStdString();
         submission.description = describe(submission.label.value_or(title));
         submission.directory = job.directory.toStdString();
-        queueNew(submission, result);
+        submission.check();
+        server.ensure();
+        tellMade(submission.queue(server), result);
         if (job.run && !server.run() && !watch->read().running())
             result.text = tr("The job waits, but the server would not run it: use \u201CRun "
                              "all\u201D");
@@ -248,17 +246,8 @@ void QueueWorker::submitAgain(int number, const JobKey& key)
 {
     answer(number, [&](Answer& result) {
         const Job& job = find(key);
-        const ScriptParts parts = ScriptParts::read(JobDirectory(job).script());
-        Submission submission;
-        submission.body = commandOf(job);
-        submission.command = JobDirectory(job).given().command;
-        submission.label = JobDirectory(job).given().label;
-        submission.description = job.description;
-        submission.directory = parts.directory;
-        submission.environment = parts.environment;
-        submission.umask = parts.umask;
-        submission.cluster = Submission::givenCluster(job.directory);
-        queueNew(submission, result);
+        server.ensure();
+        tellMade(Submission::again(server, job), result);
     });
 }
 

@@ -55,7 +55,7 @@ signals:
 private:
     template <typename Call>
     void answer(int number, Call call);
-    void queueNew(const Submission& submission, Answer& result);
+    void tellMade(const std::string& place, Answer& result);
     void look();
     void scheduleRead();
     void lookAtClusters();

@@ -1,11 +1,9 @@
 #include "window/ScriptParts.h"
 
 #include <algorithm>
-#include <cstdlib>
 
-static const std::string MASK = "\numask ";
-static const std::string ENTER = "\ncd ";
-static const std::string EXPORT = "export ";
+static const std::string ENTER = "\nzj_dir=";
+static const std::string VALUES = "\nset --";
 
 /// Reads one word in the shell's single quotes at `place`, which moves behind it.
 static std::string takeQuoted(const std::string& text, std::size_t& place)
@@ -28,28 +26,15 @@ static std::string takeQuoted(const std::string& text, std::size_t& place)
 ScriptParts ScriptParts::read(const std::string& script)
 {
     ScriptParts parts;
-    const std::size_t mask = script.find(MASK);
-    if (mask != std::string::npos)
-        parts.umask = unsigned(std::strtoul(script.c_str() + mask + MASK.size(), nullptr, 8));
-    std::size_t place = script.find(ENTER);
-    if (place == std::string::npos) {
-        parts.body = script;
+    const std::size_t enter = script.find(ENTER), values = script.find(VALUES);
+    if (enter == std::string::npos || values == std::string::npos)
         return parts;
-    }
-    place += ENTER.size();
+    std::size_t place = enter + ENTER.size();
     parts.directory = takeQuoted(script, place);
-    // The rest of that line says what happens when the directory cannot be entered; the path is in
-    // it once more, and may hold line ends.
-    const std::size_t end = script.find("; }\n", place);
-    place = end == std::string::npos ? script.size() : end + 4;
-    while (script.compare(place, EXPORT.size(), EXPORT) == 0) {
-        place += EXPORT.size();
-        parts.environment.push_back(takeQuoted(script, place));
+    place = values + VALUES.size();
+    while (place < script.size() && script[place] == ' ') {
         ++place;
+        parts.environment.push_back(takeQuoted(script, place));
     }
-    if (place < script.size() && script[place] == '\n')
-        parts.body = script.substr(place + 1, script.size() - place - 2);
-    else
-        parts.body = script.substr(std::min(place, script.size()));
     return parts;
 }

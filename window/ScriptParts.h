@@ -6,13 +6,10 @@
 
 /// What the script of a job holds, as it was given when the job was submitted.
 struct ScriptParts {
-    std::string body;                      ///< the command or script itself
     std::string directory;                 ///< where it runs
     std::vector<std::string> environment;  ///< "NAME=value"
-    unsigned umask = 077;
 
-    /// Reads a whole script; what cannot be found in it is empty, but for the body, which is then
-    /// the whole text.
+    /// Reads a whole script; what cannot be found in it is empty.
     static ScriptParts read(const std::string& script);
 };
 

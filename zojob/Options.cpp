@@ -7,7 +7,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cctype>
 #include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 static const char* const NAMES_HELP =
@@ -59,6 +63,7 @@ public:
 
 private:
     void addSubmit();
+    void addConditions();
     void addList();
     void addQueueCommands();
     void addLookCommands();
@@ -127,11 +132,34 @@ void Grammar::addSubmit()
     submit->add_flag("--detach", options.detach,
                      "With --slurm: go on with the queue once it is handed over");
     submit->add_flag("--json", options.json, "Print the job as JSON");
+    addConditions();
     submit->add_option("CMD", unused, "Words of a command, a line of shell, or -: see below")
         ->type_name("")
-        ->expected(1, INT_MAX)
-        ->required();
+        ->expected(0, INT_MAX);
     submit->footer(std::string(WORDS_HELP) + COMMON_HELP);
+}
+
+void Grammar::addConditions()
+{
+    const auto names = [this](const char* name, std::vector<std::string>& to, const char* help) {
+        submit->add_option(name, to, help)
+            ->delimiter(',')
+            ->allow_extra_args(false)
+            ->type_name("JOB,JOB");
+    };
+    names("--after", options.after, "Only if these have ended with 0 when its turn comes");
+    names("--after-any", options.afterAny, "Only if these have ended then");
+    submit->add_option("--timeout", options.jobTimeout, "End it after this time: 90, 30m, 2h, 1d")
+        ->type_name("TIME");
+    submit->add_option("--retry", options.retries, "Run it again so often while it fails")
+        ->check(wholeNumberFrom(0, 1000000))
+        ->type_name("N");
+    submit->add_option("--then", options.then, "Run this line of shell at its end")
+        ->type_name("COMMAND");
+    submit->add_option("--shell", options.shell, "Run a line or script by this shell")
+        ->type_name("SHELL");
+    submit->add_option("--lines", options.linesFile, "One job for each line of a file; -: of input")
+        ->type_name("FILE");
 }
 
 void Grammar::addList()
@@ -162,7 +190,15 @@ void Grammar::addList()
 void Grammar::addQueueCommands()
 {
     jobs(command("run", "Run one waiting job, or all"), 0, 1);
-    jobs(command("kill", "Kill the running job; JOB: only if it is that one"), 0, 1);
+    CLI::App* const kill = command("kill", "Kill the running job, or these; cancel waiting ones");
+    kill->add_option("--grace", options.grace, "Seconds until SIGKILL; default 10")
+        ->check(numberFrom(0, 1e6))
+        ->type_name("SEC");
+    kill->add_flag("--continue", options.goOn, "Go on with the queue");
+    jobs(kill, 0, INT_MAX);
+    CLI::App* const again = command("again", "Submit jobs anew; bring back cancelled ones");
+    again->add_flag("-r,--run", options.run, "Also run the waiting jobs");
+    jobs(again, 1, INT_MAX);
     CLI::App* const remove = command("remove", "Remove jobs with what zojob made for them");
     remove->alias("rm");
     remove->add_flag("--force", options.force, "Also those whose directories zojob did not make");
@@ -170,6 +206,7 @@ void Grammar::addQueueCommands()
     remove->add_flag("--failed", options.failed, "All that have failed, timed out or were skipped");
     remove->add_flag("--all", options.all, "All that have ended");
     jobs(remove, 0, INT_MAX);
+    command("stop", "Stop after the running job; the rest waits")->footer(COMMON_HELP);
     command("quit", "End the server; a running job goes on")->footer(COMMON_HELP);
     command("window", "Open the queue in a window")->footer(COMMON_HELP);
 }
@@ -266,13 +303,54 @@ static void separateEmptyValues(std::vector<std::string>& args)
     }
 }
 
+/// A time as "90", "1.5m", "2h" or "1d", in seconds.
+static std::string secondsText(const std::string& time)
+{
+    static const std::pair<char, double> units[] = {
+        { 's', 1 }, { 'm', 60 }, { 'h', 3600 }, { 'd', 86400 }
+    };
+    char* end = nullptr;
+    double seconds = std::isdigit((unsigned char)time[0]) ? std::strtod(time.c_str(), &end) : 0;
+    for (const auto& [letter, unit] : units)
+        if (end && *end == letter && !end[1]) {
+            seconds *= unit;
+            ++end;
+        }
+    if (!end || *end || !(seconds > 0 && seconds < 1e9))
+        throw Failure{ WRONG_USAGE, "'" + time + "' is no time like 90, 30m, 2h or 1d" };
+    char text[64];
+    std::snprintf(text, sizeof text, seconds == std::floor(seconds) ? "%.0f" : "%.3f", seconds);
+    return text;
+}
+
+/// What CLI11 cannot check of a submission.
+static void checkSubmit(Options& options, const std::string& hint)
+{
+    if (options.words.empty() != options.hasLines)
+        throw Failure{ WRONG_USAGE, (options.hasLines ? "a command, or --lines: choose one"
+                                                      : "submit which command?") +
+                                        hint };
+    if (options.slurm && (!options.jobTimeout.empty() || options.retries > 0))
+        throw Failure{ WRONG_USAGE,
+                       "--timeout and --retry are for jobs of this machine: give sbatch "
+                       "--time and --requeue" +
+                           hint };
+    if (options.detach && !options.then.empty())
+        throw Failure{ WRONG_USAGE,
+                       "--then with --detach: nothing here sees the job's end" + hint };
+    if (!options.jobTimeout.empty())
+        options.jobTimeout = secondsText(options.jobTimeout);
+}
+
 /// What CLI11 cannot check by itself.
-static void checkTogether(const Options& options)
+static void checkTogether(Options& options)
 {
     const std::string hint = helpHint(options.command);
     if (options.words.size() > 1 && options.words[0] == "-")
         throw Failure{ WRONG_USAGE, "a script from standard input takes no words: '" +
                                         options.words[1] + "'" + hint };
+    if (options.command == "submit")
+        checkSubmit(options, hint);
     if (options.command == "list" && options.json && options.watch > 0)
         throw Failure{ WRONG_USAGE, "--json prints one document, --watch many: choose one" + hint };
     if (options.detach && !options.slurm)
@@ -329,6 +407,7 @@ Options parseOptions(int argc, char** argv)
     if (grammar.app.get_subcommand("list")->count("--watch") > 0 && options.watch == 0)
         options.watch = WATCH_INTERVAL;
     options.slurm = grammar.submit->count("--slurm") > 0;
+    options.hasLines = grammar.submit->count("--lines") > 0;
     checkTogether(options);
     if (options.root.empty())
         options.root = ownRoot();

@@ -26,6 +26,18 @@ struct Options {
     bool slurm = false;
     bool detach = false;
     std::string slurmOptions;  ///< one line
+    std::vector<std::string> after;     ///< names of jobs that must have ended with 0
+    std::vector<std::string> afterAny;  ///< names of jobs that must have ended
+    std::string jobTimeout;             ///< seconds; empty: none
+    long retries = 0;
+    std::string then;
+    std::string shell;
+    bool hasLines = false;
+    std::string linesFile;  ///< a command on each line; "-": standard input
+
+    // kill
+    double grace = 10;  ///< seconds
+    bool goOn = false;
 
     // list
     std::vector<std::string> states;  ///< empty: all

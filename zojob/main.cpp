@@ -18,7 +18,8 @@ static const Command COMMANDS[] = {
     { "submit", submitCommand }, { "list", listCommand },     { "run", runCommand },
     { "kill", killCommand },     { "remove", removeCommand }, { "log", logCommand },
     { "wait", waitCommand },     { "show", showCommand },     { "status", statusCommand },
-    { "quit", quitCommand },     { "window", windowCommand },
+    { "quit", quitCommand },     { "stop", quitCommand },     { "again", againCommand },
+    { "window", windowCommand },
 };
 
 static int runOptions(const Options& options)

@@ -11,7 +11,7 @@
 namespace fs = std::filesystem;
 
 /// The command of zojob's own jobs, whose directories hold their exit status.
-static const char OWN[] = "sh job; echo $? >exit";
+static const char OWN[] = "sh job || [ -s exit ] || echo $? >exit";
 static const int IDS = 1700000000;  // of the first job; the next ones follow
 
 /// Jobs labelled alpha to golf in a queue file: some of another application, some of zojob.
@@ -409,7 +409,8 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
         { "zojob rem", "remove" },
         { "zojob list --wi", "--wide" },
         { "zojob wait --ti", "--timeout" },
-        { "zojob kill ", name(4) },
+        { "zojob kill " + name(4).substr(0, 9) + "4", name(4) },
+        { "zojob kill --gr", "--grace" },
         { "zojob show " + name(1).substr(0, 9) + "1", name(1) },
         { "zojob show la", "last" },
         { "zojob --host x list --js", "--json" },

@@ -50,8 +50,8 @@ protected:
             plain += command[i] == '\\' ? command[++i] : command[i];
         command = plain;
         EXPECT_NE(-1, std::system(("cd " + place + " && exec >out 2>&1; " + command).c_str()));
-        const std::string status = Sandbox::read(place + "/exit");
-        return Sandbox::read(place + "/out") + status.substr(0, status.size() - 1);
+        return Sandbox::read(place + "/out") +
+               std::to_string(std::stoi(Sandbox::read(place + "/exit")));
     }
 };
 
@@ -260,6 +260,113 @@ TEST_F(Zojob, EndOfAJobShowsAtOnceWithoutTheServer)
     ::kill(server->pid(), SIGCONT);
 }
 
+TEST_F(Zojob, JobEndsAsItsOptionsSay)
+{
+    const std::string good = Call({ "submit", "true" }).line();
+    const std::string bad = Call({ "submit", "exit 3" }).line();
+    fs::create_directories(".config/zojob");
+    ::setenv("XDG_CONFIG_HOME", Sandbox::path(".config").c_str(), 1);
+    Sandbox::write(".config/zojob/done",
+                   "#!/bin/sh\necho $ZOJOB_ID $ZOJOB_STATUS >>told\nexit 5\n");
+    fs::permissions(".config/zojob/done", fs::perms::owner_all);
+    const struct {
+        Words words;
+        const char* output;
+        const char* state;
+        int status;
+    } cases[] = {
+        { { "--after", good, "echo ran" }, "ran\n", "done", 0 },
+        { { "--after", bad, "echo ran" }, "ended with 3", "skipped", 126 },
+        { { "--after", "last", "echo ran" }, "ended with 126", "skipped", 126 },
+        { { "--after-any", bad, "echo ran" }, "ran\n", "done", 0 },
+        { { "--timeout", "1", "setsid sleep 77 & sleep 78" }, "was over", "timed out", 124 },
+        { { "--timeout=1m", "exit 124" }, "", "failed", 124 },
+        { { "--retry", "1", "echo x; exit 4" },
+          "x\nzojob: ended with 4; again, 1 of 1\nx\n",
+          "failed",
+          4 },
+        { { "--then", "echo $ZOJOB_NAME/$ZOJOB_LABEL/$ZOJOB_STATUS", "-Llabel", "exit 2" },
+          "label/label/2\n",
+          "failed",
+          2 },
+        { { "--shell=bash", "a=(1 2)\n\n\nnosuch" }, "script: line 4: nosuch", "failed", 127 },
+        { {
+              "a\n(",
+          },
+          "script: 2: Syntax error",
+          "failed",
+          2 },
+    };
+    for (const auto& [words, output, state, status] : cases) {
+        Words call = { "submit" };
+        call.insert(call.end(), words.begin(), words.end());
+        EXPECT_EQ(0, Call(call).end()) << joined(call);
+    }
+    EXPECT_EQ(0, Call({ "run" }).end());
+    EXPECT_EQ(127, Call({ "wait" }).end());
+    std::string told;
+    int number = 2;
+    for (const auto& [words, output, state, status] : cases) {
+        const std::string name = std::to_string(++number);
+        const std::string log = Call({ "log", name }).out();
+        EXPECT_TRUE(holds(log, output)) << joined(words) << ": " << log;
+        EXPECT_TRUE(holds(log, "done ended with 5")) << log;
+        EXPECT_EQ(status, job(name)["exit"]) << joined(words);
+        told += name + " " + std::to_string(status) + "\n";
+    }
+    EXPECT_EQ(told, Sandbox::read("told"));
+    EXPECT_NE(0, std::system("pgrep -x sleep")) << "what the time was over for goes on";
+    EXPECT_EQ("13", Call({ "again", "4" }).line());
+    EXPECT_TRUE(holds(runScript("13"), "ran\n")) << "without the condition";
+    EXPECT_EQ(1, Call({ "submit", "--after", "99", "true" }).end());
+}
+
+TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
+{
+    Call({ "submit", "--then", "echo $ZOJOB_STATUS >told",
+           "trap '' TERM; setsid sh -c 'trap \"\" TERM; sleep 77' & sleep 78; sleep 79" });
+    for (const char* const label : { "second", "third" })
+        Call({ "submit", "-L", label, "true" });
+    EXPECT_EQ(0, Call({ "run", "1" }).end());
+    ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x sleep >pids") == 0; }));
+    EXPECT_EQ(0, Call({ "submit", "-rq", "true" }).end());
+    EXPECT_EQ(0, Call({ "kill", "2" }).end());
+    Call kill({ "kill", "--grace", "0.5" });
+    EXPECT_EQ(0, kill.end());
+    EXPECT_TRUE(holds(kill.err(), "by force")) << kill.err();
+    EXPECT_TRUE(holds(kill.err(), "2 jobs wait")) << kill.err();
+    EXPECT_TRUE(Sandbox::waitFor([] { return Sandbox::read("told") == "143\n"; }));
+    EXPECT_NE(0, std::system("pgrep -x sleep >pids"));
+    EXPECT_EQ("waiting", job("4")["state"]) << "whoever kills stops the queue";
+    EXPECT_EQ(0, Call({ "run" }).end());
+    EXPECT_EQ(143, Call({ "wait", "2-4" }).end()) << "the cancelled one";
+    EXPECT_TRUE(holds(Call({ "log", "2" }).out(), "cancelled before it ran"));
+}
+
+TEST_F(Zojob, RunHoldsItsWordAndNobodyWaitsForOneself)
+{
+    Call({ "submit", "sleep 1" });
+    EXPECT_EQ(0, Call({ "run", "1" }).end());  // alone: the server goes on to nothing
+    for (const char* const label : { "a", "b" }) {
+        Call behind({ "submit", "-rqL", label, "true" });
+        EXPECT_EQ("", behind.err() + behind.out());
+    }
+    EXPECT_EQ(0, Call({ "wait", "2-3" }).end());
+    EXPECT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x zojob >pids") != 0; }))
+        << "a process is left behind";
+    Call self({ "submit", "-rw",
+                "PATH=" KELVO_BUILD_DIR "/bin:$PATH; zojob wait $ZOJOB_ID; "
+                "zojob log -f last; zojob submit -w true; zojob list --names" });
+    EXPECT_EQ(0, self.end()) << self.err();
+    const std::string log = Call({ "log" }).out();
+    for (const char* part : { "would wait for its own end", "nothing was submitted" })
+        EXPECT_TRUE(holds(log, part)) << log;
+    Call many({ "submit", "--lines", "-" }, "echo 1\n\necho 2\n");
+    EXPECT_EQ("5\n6\n", many.out());
+    EXPECT_EQ("2\n0", runScript("6"));
+    EXPECT_EQ("echo 1", job("5")["description"]);
+}
+
 TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
 {
     for (const char* place : { "mine", "theirs", "forged" })
@@ -268,7 +375,8 @@ TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
     const std::string place = directory(own);
     fs::copy_file(place + "/job", "forged/job");  // does not make a directory zojob's
     for (const std::string name : { "theirs", "forged" }) {
-        const std::string command = name == "forged" ? "sh job; echo $? >exit" : "true";
+        const std::string command =
+            name == "forged" ? "sh job || [ -s exit ] || echo $? >exit" : "true";
         server->request("tester submit \"" + command + "\" \"" + name + "\" \"" +
                         Sandbox::path(name) + "\"\n");
         Call refused({ "remove", "last" });

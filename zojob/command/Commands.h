@@ -15,6 +15,7 @@ int logCommand(const Options& options);
 int waitCommand(const Options& options);
 int showCommand(const Options& options);
 int statusCommand(const Options& options);
+int againCommand(const Options& options);
 int quitCommand(const Options& options);
 int windowCommand(const Options& options);
 

@@ -51,6 +51,7 @@ static int followLog(const Options& options)
     JobLog log(watch.targets[0].job);
     StuckNote stuck;
     bool wasOpened = false;
+    refuseToWaitForOneself(watch);
     announceInterrupt(watch);
     for (bool ended = false; !ended; watch.wait(LOOK)) {
         watch.look();

@@ -1,3 +1,4 @@
+#include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
 #include "jobs/JobScript.h"
 #include "jobs/Slurm.h"
@@ -6,6 +7,7 @@
 #include "zojob/Report.h"
 #include "zojob/Usage.h"
 #include "zojob/command/Commands.h"
+#include "zojob/command/RunQueue.h"
 #include "zojob/command/Waiting.h"
 #include "zojob/view/Json.h"
 
@@ -13,6 +15,8 @@
 #include <climits>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -75,96 +79,148 @@ static std::string workDirectory(const Options& options)
     return path[0] == '/' ? path : callersDirectory() + "/" + path;
 }
 
-static Submission prepare(const Options& options)
+/// The jobs that must have ended before, as the options name them.
+static void addConditions(Submission& job, const Queue& queue, const Options& options)
+{
+    for (const bool well : { true, false })
+        for (const Job& other : findJobs(queue, well ? options.after : options.afterAny)) {
+            const std::string number = numberOf(other.directory);
+            if (!JobDirectory(other).hasScript() || number.empty())
+                throw Failure{ REFUSED, "nobody knows how job " + jobName(queue, other) +
+                                            " will end: it is another application's" };
+            job.after.push_back({ number, other.directory, well });
+        }
+}
+
+/// All that the options say, but for the command.
+static Submission prepare(const Server& server, const Options& options)
 {
     Submission job;
-    const bool fromInput = options.words.size() == 1 && options.words[0] == "-";
+    const char* const shell = std::getenv("ZOJOB_SHELL");
     job.directory = workDirectory(options);
-    job.body = fromInput ? readStandardInput() : commandText(options.words);
-    job.command = fromInput ? firstLine(job.body) : commandLine(options.words);
+    job.timeout = options.jobTimeout;
+    job.retries = (int)options.retries;
+    job.then = options.then;
+    if (shell && *shell)
+        job.shell = shell;
+    if (!options.shell.empty())
+        job.shell = options.shell;
     if (options.labelled)
         job.label = options.label;
-    job.description = describe(job.label ? *job.label : job.command);
     if (options.slurm)
         job.cluster =
             Submission::Cluster{ Slurm::splitOptions(options.slurmOptions), options.detach };
-    job.check();
-    const std::string warning = wordsWarning(options.words, job.directory);
-    if (!warning.empty())
-        note(warning);
+    if (!options.after.empty() || !options.afterAny.empty())
+        addConditions(job, readQueue(server), options);
     return job;
 }
 
-/// Queues the job and returns its directory, by which it is found in the queue.
-static std::string queueJob(const Server& server, const Submission& job)
+static void setCommand(Submission& job, const std::string& body, const std::string& command)
 {
-    server.ensure();  // first: this may start one, and take its time
-    const SignalsHeld held;
-    return job.queue(server);
+    job.body = body;
+    job.command = command;
+    job.description = describe(job.label ? *job.label : command);
+    job.check();
 }
 
-static const Job& findByDirectory(const Queue& queue, const std::string& directory)
+static std::vector<std::string> readLines(const std::string& path)
 {
-    if (const Job* const job = queue.findDirectory(directory))
-        return *job;
-    throw Failure{ REFUSED, "the job was queued but is not in the list: its directory " +
-                                directory + " may have been removed meanwhile" };
+    std::ifstream file;
+    if (path != "-")
+        file.open(path);
+    if (path != "-" && !file)
+        throw Failure{ REFUSED, withReason("cannot read " + path) };
+    std::istringstream text(path == "-" ? readStandardInput() : "");
+    std::istream& input = path == "-" ? (std::istream&)text : file;
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(input, line);)
+        if (line.find_first_not_of(" \t\r") != std::string::npos)
+            lines.push_back(line);
+    if (file.bad())
+        throw Failure{ REFUSED, withReason("cannot read " + path) };
+    return lines;
 }
 
-/// Says what happens to the job while another one runs.
-static void noteBehind(const Queue& queue, const Job& running, const std::string& name)
+/// The jobs that the options ask for: one, or one for each line of a file.
+static std::vector<Submission> submissions(const Server& server, const Options& options)
 {
-    note("job " + jobName(queue, running) + " is running; " + name +
-         " follows if the whole queue is being run, else start it with 'zojob run' afterwards");
+    const Submission common = prepare(server, options);
+    std::vector<Submission> jobs;
+    if (options.hasLines) {
+        for (const std::string& line : readLines(options.linesFile)) {
+            jobs.push_back(common);
+            setCommand(jobs.back(), line, line);
+        }
+        return jobs;
+    }
+    jobs.push_back(common);
+    if (options.words.size() == 1 && options.words[0] == "-") {
+        const std::string script = readStandardInput();
+        setCommand(jobs[0], script, firstLine(script));
+    } else {
+        setCommand(jobs[0], commandText(options.words, common.environment),
+                   commandLine(options.words));
+        const std::string warning = wordsWarning(options.words, common.directory);
+        if (!warning.empty())
+            note(warning);
+    }
+    return jobs;
 }
 
-/// Runs the waiting jobs. `queue` holds the job as it was submitted just now.
-static void runQueue(const Server& server, const Queue& queue, const Job& job,
-                     const std::string& name)
+/// The jobs in these directories, in their order.
+static std::vector<Job> findByDirectories(const Queue& queue,
+                                          const std::vector<std::string>& directories)
 {
-    if (const Job* const running = queue.running())
-        return noteBehind(queue, *running, name);  // the server would refuse
-    if (server.run())
-        return;
-    const Queue later = readQueue(server);
-    const Job* const now = later.find(job);
-    if (!now || !now->isWaiting())
-        return;  // another run request was faster
-    if (const Job* const running = later.running())
-        return noteBehind(later, *running, name);
-    throw Failure{ REFUSED, "job " + name +
-                                " was queued, but the server would not run it: try 'zojob run " +
-                                name + "'" };
+    std::vector<Job> jobs;
+    for (const std::string& directory : directories) {
+        const Job* const job = queue.findDirectory(directory);
+        if (!job)
+            throw Failure{ REFUSED, "the job was queued but is not in the list: its directory " +
+                                        directory + " may have been removed meanwhile" };
+        jobs.push_back(*job);
+    }
+    return jobs;
 }
 
-static int waitFor(const Server& server, const Job& job, bool run)
+static void printJobs(const std::vector<Job>& jobs, const Options& options)
 {
-    JobWatch watch(server);
-    watch.follow({ job });
-    if (run && !watch.queue.running())
-        (void)server.run();  // where it is refused, the wait below tries again
-    return waitForJobs(server, watch, run, -1);
+    std::vector<Listed> listed;
+    for (const Job& job : jobs)
+        listed.push_back({ job, numberOf(job.directory), jobState(job) });
+    if (options.hasLines)
+        writeJsonList(listed);
+    else
+        writeJsonJobs(listed, false);
 }
 
 int submitCommand(const Options& options)
 {
-    const Submission submission = prepare(options);
     const Server server = serverOf(options);
-    const std::string directory = queueJob(server, submission);
-    const std::string name = numberOf(directory);
-    if (!options.quiet && !options.json)
-        print(name + "\n");
-    (void)flushPrinted();  // for a reader who wants the name now; what failed shows at the end
-    if (!options.json && !options.run && !options.wait)
-        return DONE_WELL;
-    const Queue queue = readQueue(server);
-    const Job& job = findByDirectory(queue, directory);
-    if (options.json)
-        writeJsonJobs({ { job, name, jobState(job) } }, false);
-    (void)flushPrinted();
+    const std::vector<Submission> wanted = submissions(server, options);
     if (options.wait)
-        return waitFor(server, job, options.run);
+        refuseToWaitBehindOneself(readQueue(server));
+    std::vector<std::string> directories;
+    if (!wanted.empty())
+        server.ensure();  // first: this may start one, and take its time
+    {
+        const SignalsHeld held;
+        directories = Submission::queueAll(server, wanted);
+    }
+    for (const std::string& directory : directories)
+        if (!options.quiet && !options.json)
+            print(numberOf(directory) + "\n");
+    (void)flushPrinted();  // for a reader who wants the name now; what failed shows at the end
+    if (directories.empty() || (!options.json && !options.run && !options.wait))
+        return DONE_WELL;
+    const std::vector<Job> jobs = findByDirectories(readQueue(server), directories);
+    if (options.json)
+        printJobs(jobs, options);
+    (void)flushPrinted();
     if (options.run)
-        runQueue(server, queue, job, name);
-    return DONE_WELL;
+        runQueue(server, jobs);
+    if (!options.wait)
+        return DONE_WELL;
+    JobWatch watch(server);
+    watch.follow(jobs);
+    return waitForJobs(watch, -1);
 }

@@ -14,5 +14,5 @@ int waitCommand(const Options& options)
                 open.push_back(job);
         watch.follow(open);
     }
-    return waitForJobs(server, watch, false, options.timeout);
+    return waitForJobs(watch, options.timeout);
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <unistd.h>
 
@@ -63,23 +64,41 @@ static int statusOf(const JobWatch::Target& target)
     return REFUSED;
 }
 
-/// Starts the queue again when it has stopped short of the jobs waited for.
-static void runAgain(const Server& server, const JobWatch& watch)
+/// The running job that this process is part of; null when there is none.
+static const Job* ownJob(const Queue& queue)
 {
-    // Refused when somebody else was faster; without a server there may be one the next time.
-    if (watch.isStuck()) {
-        try {
-            (void)server.run();
-        } catch (const JobError&) {
-        }
+    const char* const own = std::getenv("ZOJOB_ID");
+    const Job* const running = queue.running();
+    return own && running && jobName(queue, *running) == own ? running : nullptr;
+}
+
+void refuseToWaitBehindOneself(const Queue& queue)
+{
+    if (const Job* const own = ownJob(queue))
+        throw Failure{ REFUSED, "nothing was submitted: it would run behind job " +
+                                    jobName(queue, *own) + ", which is waiting for it here" };
+}
+
+void refuseToWaitForOneself(const JobWatch& watch)
+{
+    const Job* const own = watch.server().isThisMachine() ? ownJob(watch.queue) : nullptr;
+    for (const JobWatch::Target& target : watch.targets) {
+        if (own && target.job.isSame(*own))
+            throw Failure{ REFUSED, "this is part of job " + target.name +
+                                        ", which would wait for its own end" };
+        if (own && target.job.isWaiting())
+            throw Failure{ REFUSED, "job " + target.name + " runs behind job " +
+                                        jobName(watch.queue, *own) +
+                                        ", which would wait for it here" };
     }
 }
 
-int waitForJobs(const Server& server, JobWatch& watch, bool run, double timeout)
+int waitForJobs(JobWatch& watch, double timeout)
 {
     Progress progress;
     StuckNote stuck;
     const double end = secondsNow() + timeout;
+    refuseToWaitForOneself(watch);
     announceInterrupt(watch);
     for (watch.look(); !watch.allEnded(); watch.look()) {
         const double left = timeout < 0 ? STEP : end - secondsNow();
@@ -88,10 +107,7 @@ int waitForJobs(const Server& server, JobWatch& watch, bool run, double timeout)
             note("timed out; the jobs go on");
             return TIMED_OUT;
         }
-        if (run)
-            runAgain(server, watch);
-        else
-            stuck.show(watch);
+        stuck.show(watch);
         progress.show(watch);
         watch.wait(std::min(left, STEP));
     }

@@ -5,10 +5,16 @@
 
 // What the commands that stand until jobs have ended have in common.
 
-/// Waits until the targets have ended and returns the highest of their statuses. With `run`, runs
-/// the waiting jobs whenever the server has stopped doing so before these have ended. After
-/// `timeout` seconds, unless it is negative, the result is TIMED_OUT.
-int waitForJobs(const Server& server, JobWatch& watch, bool run, double timeout);
+/// Waits until the targets have ended and returns the highest of their statuses. After `timeout`
+/// seconds, unless it is negative, the result is TIMED_OUT.
+int waitForJobs(JobWatch& watch, double timeout);
+
+/// Throws Failure when this process is part of a job that runs: a new job would run behind it, and
+/// whoever waits for that waits for ever.
+void refuseToWaitBehindOneself(const Queue& queue);
+
+/// The same when a target is that job, or waits behind it.
+void refuseToWaitForOneself(const JobWatch& watch);
 
 /// Says once, on standard error, that nothing will ever run a target.
 class StuckNote

@@ -11,15 +11,20 @@ _zojob_states='waiting running done failed timed-out skipped killed cancelled'
 _zojob_options() {
     local common='--host --root --color --help --version'
     case $1 in
-    submit | add) echo "--label --directory --run --wait --quiet --slurm --detach --json $common" ;;
+    submit | add)
+        echo "--label --directory --run --wait --quiet --after --after-any --timeout --retry --then" \
+            "--shell --lines --slurm --detach --json $common"
+        ;;
+    kill) echo "--grace --continue $common" ;;
+    again) echo "--run $common" ;;
     list | ls) echo "--state --watch --wide --json --no-header -n $common" ;;
     remove | rm) echo "--force --finished --failed --all $common" ;;
     log) echo "--follow --lines $common" ;;
     wait) echo "--timeout $common" ;;
     show) echo "--script --json $common" ;;
     status) echo "--json $common" ;;
-    run | kill | quit | window | help | version) echo "$common" ;;
-    *) echo "submit list run kill remove log wait show status quit window help version $common" ;;
+    run | stop | quit | window | help | version) echo "$common" ;;
+    *) echo "submit list run kill remove again log wait show status stop quit window help version $common" ;;
     esac
 }
 
@@ -27,10 +32,10 @@ _zojob_options() {
 _zojob_jobs() {
     case $1 in
     run) zojob list --names --state waiting ;;
-    kill) zojob list --names --state running ;;
+    kill) zojob list --names --state waiting,running ;;
     remove | rm) zojob list --names ;;
     wait) zojob list --names --state waiting,running ;;
-    log | show) zojob list --names ;;
+    log | show | again | after) zojob list --names ;;
     esac 2>/dev/null
 }
 
@@ -106,6 +111,7 @@ _zojob() {
         for ((++i; i < ${#words[@]} - 1; ++i)); do
             case ${words[i]} in
             --label | --directory | --host | --root | --color | -*[LC]) ((++i)) ;;
+            --after | --after-any | --timeout | --retry | --then | --shell | --lines) ((++i)) ;;
             --) ((++i)) && break ;;
             -*) ;;
             *) break ;;
@@ -125,7 +131,10 @@ _zojob() {
     --state) _zojob_complete_words -C "$_zojob_states" ;;
     --host) mapfile -t COMPREPLY < <(compgen -A hostname -- "$cur") ;;
     --root | --directory | -C) _zojob_files -d ;;
-    --label | -L | --timeout | --lines | -n) ;;
+    --lines) [[ $command == log ]] || _zojob_files -f ;;
+    --shell) mapfile -t COMPREPLY < <(compgen -c -- "$cur") ;;
+    --after | --after-any) _zojob_complete_jobs after ;;
+    --label | -L | --timeout | --retry | --then | --grace | -n) ;;
     *) [[ -n $option ]] || _zojob_word ;;
     esac
 }
@@ -137,7 +146,7 @@ _zojob_word() {
     elif [[ $command == submit || $command == add ]]; then
         mapfile -t COMPREPLY < <(compgen -c -- "$cur")
     elif [[ $command == help ]]; then
-        _zojob_complete_words 'submit list run kill remove log wait show status quit window help version'
+        _zojob_complete_words 'submit list run kill remove again log wait show status stop quit window help version'
     else
         _zojob_complete_jobs "$command"
     fi

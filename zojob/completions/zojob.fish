@@ -5,7 +5,7 @@
 # or without that by this line in ~/.config/fish/config.fish:
 #     source PREFIX/share/fish/vendor_completions.d/zojob.fish
 
-set -l commands submit add list ls run kill remove rm log wait show status quit window help version
+set -l commands submit add list ls run kill remove rm again log wait show status stop quit window help version
 set -l none "not __fish_seen_subcommand_from $commands"
 
 # __zojob_jobs COMMANDS [STATES]: completes the jobs in these states after one of the commands.
@@ -24,6 +24,8 @@ complete -c zojob -f -n $none -a log -d "Print a job's output"
 complete -c zojob -f -n $none -a wait -d 'Wait for jobs'
 complete -c zojob -f -n $none -a show -d 'Show everything about a job'
 complete -c zojob -f -n $none -a status -d 'Say whether a server runs, and what'
+complete -c zojob -f -n $none -a again -d 'Submit jobs anew'
+complete -c zojob -f -n $none -a stop -d 'Stop after the running job'
 complete -c zojob -f -n $none -a quit -d 'End the server'
 complete -c zojob -f -n $none -a window -d 'Open the queue in a window'
 complete -c zojob -f -n $none -a help -d 'Say how zojob or a command is used'
@@ -42,6 +44,14 @@ complete -c zojob -n $submit -s C -l directory -x -a '(__fish_complete_directori
 complete -c zojob -n $submit -s r -l run -d 'Also run the waiting jobs'
 complete -c zojob -n $submit -s w -l wait -d 'Wait, and end with its status'
 complete -c zojob -n $submit -s q -l quiet -d 'Print nothing'
+set -l jobs '(zojob list --names 2>/dev/null)'
+complete -c zojob -n $submit -l after -x -a $jobs -d 'Only if these have ended with 0'
+complete -c zojob -n $submit -l after-any -x -a $jobs -d 'Only if these have ended'
+complete -c zojob -n $submit -l timeout -x -d 'End it after this time'
+complete -c zojob -n $submit -l retry -x -d 'Again while it fails'
+complete -c zojob -n $submit -l then -x -d 'Run this at its end'
+complete -c zojob -n $submit -l shell -x -d 'Shell of the job'
+complete -c zojob -n $submit -l lines -r -F -d 'One job for each line'
 complete -c zojob -n $submit -l slurm -d 'Hand it over to the Slurm cluster'
 complete -c zojob -n $submit -l detach -d 'Go on with the queue once it is handed over'
 complete -c zojob -n $submit -l json -d 'Print the job as JSON'
@@ -57,10 +67,10 @@ complete -c zojob -n $list -l no-header -d 'Neither headings nor counts'
 complete -c zojob -n '__fish_seen_subcommand_from list ls show status' -l json -d 'As JSON'
 
 __zojob_jobs run waiting
-__zojob_jobs kill running
+__zojob_jobs kill waiting,running
 __zojob_jobs 'remove rm'
 __zojob_jobs wait waiting,running
-__zojob_jobs 'log show'
+__zojob_jobs 'log show again'
 functions -e __zojob_jobs
 
 set -l remove '__fish_seen_subcommand_from remove rm'
@@ -72,4 +82,7 @@ complete -c zojob -n '__fish_seen_subcommand_from show' -l script -d 'Also the s
 complete -c zojob -n '__fish_seen_subcommand_from log' -s f -l follow -d 'Go on until the job ends'
 complete -c zojob -n '__fish_seen_subcommand_from log' -s n -l lines -x -d 'Only the last lines'
 complete -c zojob -n '__fish_seen_subcommand_from wait' -l timeout -x -d 'Seconds'
-complete -c zojob -f -n '__fish_seen_subcommand_from status quit version'
+complete -c zojob -n '__fish_seen_subcommand_from kill' -l grace -x -d 'Seconds until SIGKILL'
+complete -c zojob -n '__fish_seen_subcommand_from kill' -l continue -d 'Go on with the queue'
+complete -c zojob -n '__fish_seen_subcommand_from again' -s r -l run -d 'Also run the waiting jobs'
+complete -c zojob -f -n '__fish_seen_subcommand_from status stop quit version'

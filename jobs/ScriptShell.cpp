@@ -1,0 +1,131 @@
+#include "jobs/ScriptShell.h"
+
+const char* const SCRIPT_LIBRARY =
+    R"sh(zj_say() { printf 'zojob: %s\n' "$1" >&2; }
+
+# LETTER VALUE: a soft limit, or as much of it as is allowed here.
+zj_limit() { ulimit -S "-$1" "$2" 2>/dev/null || ulimit -S "-$1" "$(ulimit -H "-$1")" 2>/dev/null; }
+
+# NUMBER DIRECTORY KIND: sets zj_why unless that job has ended, and with 0 where KIND is "ok".
+zj_after() {
+    zj_s=''
+    if [ ! -d "$2" ]; then
+        zj_why="job $1 has been removed"
+        return
+    elif [ -s "$2/cluster/end" ]; then
+        read -r zj_s zj_word <"$2/cluster/end"
+    elif [ -s "$2/cluster/id" ] && [ ! -e "$2/cluster/tasks/job" ]; then
+        zj_why="job $1 has not ended on the cluster"
+        return
+    elif [ -s "$2/exit" ]; then
+        read -r zj_s zj_word <"$2/exit"
+    elif [ -e "$2/log" ]; then
+        zj_s=143 # killed, with all that could have told
+    else
+        zj_why="job $1 has not run"
+        return
+    fi
+    [ "$3" = any ] || [ "$zj_s" = 0 ] || zj_why="job $1 ended with $zj_s"
+}
+
+# SIGNAL: to all that the command has left behind, also in sessions of its own. That has become the
+# job child's, which is the parent of our parent.
+zj_sweep() {
+    [ -n "$zj_child" ] || return
+    for zj_pid in $(ps xo pid= -o ppid= | awk -v top="$zj_child" -v own="$PPID" '
+        { parent[$1] = $2 }
+        END {
+            for (p in parent) {
+                n = 0
+                for (q = p; (q in parent) && q != top && q != own && n < 1000; ++n) q = parent[q]
+                if (q == top && p != top) print p
+            }
+        }'); do
+        kill -s "$1" "$zj_pid" 2>/dev/null
+    done
+}
+
+# ENTRY...: runs the command once and sets zj_status.
+zj_try() {
+    zj_begin=$(date +%s) zj_status=143
+    [ -z "$zj_killed" ] || return
+    (zj_limits; umask "$zj_mask"; zj_command "$@")
+    zj_status=$?
+    case $zj_status in 124 | 137) ;; *) return ;; esac
+    [ -n "$zj_time" ] && [ $(($(date +%s) - zj_begin)) -ge "${zj_time%.*}" ] || return
+    [ -z "$zj_killed" ] || return
+    zj_status=124 zj_outcome=timeout
+    zj_say "its time, $zj_time seconds, was over"
+    zj_sweep TERM
+    sleep 1
+    zj_sweep KILL
+}
+
+# Waits until a kill is over: what begins before the job child has gone is taken for the job's.
+zj_settle() {
+    zj_i=0
+    while [ -n "$zj_child" ] && kill -0 "$zj_child" 2>/dev/null && [ "$zj_i" -lt 10 ]; do
+        sleep 0.5
+        zj_i=$((zj_i + 1))
+    done
+}
+
+# STATUS OUTCOME ENTRY...: the end of the job. What is told then to others may take its time, and
+# fail; no signal for the job shall end it.
+zj_end() {
+    zj_status=$1 zj_outcome=$2
+    shift 2
+    trap '' TERM INT HUP
+    [ -z "$zj_outcome" ] || printf '%s\n' "$zj_outcome" 2>/dev/null >"$zj_d/outcome"
+    # The place on the disk was taken at the start: the log may have filled it since.
+    { printf '%-3s\n' "$zj_status" 1<>"$zj_d/.exit" && mv -f "$zj_d/.exit" "$zj_d/exit"; } 2>/dev/null
+    if [ "$zj_outcome" != cancelled ] && { [ -n "$zj_then" ] || [ -x "$zj_done" ]; }; then
+        [ -z "$zj_killed" ] || zj_settle
+        [ -z "$zj_then" ] || zj_tell --then "$zj_then" '' "$@"
+        [ ! -x "$zj_done" ] || zj_tell "$zj_done" 'exec "$1"' "$zj_done" "$@"
+    fi
+    exit "$zj_status"
+}
+
+# NAME LINE WORD ENTRY...: runs the line of shell with the job's environment and what became of it.
+zj_tell() {
+    zj_what=$1 zj_line=$2 zj_word=$3
+    shift 3
+    (
+        trap - TERM INT HUP
+        umask "$zj_mask"
+        cd "$zj_dir" 2>/dev/null
+        exec env -i -- "$@" ZOJOB_ID="$zj_n" ZOJOB_NAME="$zj_name" ZOJOB_LABEL="$zj_label" \
+            ZOJOB_STATUS="$zj_status" ZOJOB_LOG="$zj_d/log" /bin/sh -c "$zj_line" sh "$zj_word"
+    ) || zj_say "$zj_what ended with $?"
+}
+)sh";
+
+const char* const SCRIPT_MAIN = R"sh(zj_killed='' zj_outcome='' zj_why='' zj_child='' zj_n_try=0
+printf -- '-1 \n' 2>/dev/null >"$zj_d/.exit"
+read -r zj_pid zj_word zj_word zj_child zj_word 2>/dev/null <"/proc/$PPID/stat"
+trap zj_killed=1 TERM INT HUP
+if [ -e "$zj_d/cancel" ]; then
+    zj_say "cancelled before it ran; 'zojob again $zj_n' submits it anew"
+    zj_end 143 cancelled "$@"
+fi
+zj_conditions
+if [ -n "$zj_why" ]; then
+    zj_say "skipped, since $zj_why; 'zojob again $zj_n' submits it anew, without that condition"
+    zj_end 126 skipped "$@"
+fi
+if ! cd "$zj_dir"; then
+    zj_say "cannot enter $zj_dir: the command was not run"
+    zj_end 125 '' "$@"
+fi
+while :; do
+    zj_outcome=''
+    zj_try "$@"
+    [ "$zj_status" != 0 ] && [ -z "$zj_killed" ] && [ "$zj_n_try" -lt "$zj_retry" ] || break
+    zj_n_try=$((zj_n_try + 1))
+    zj_say "ended with $zj_status; again, $zj_n_try of $zj_retry"
+    sleep 1
+done
+[ -z "$zj_killed" ] || zj_end 143 killed "$@"
+zj_end "$zj_status" "$zj_outcome" "$@"
+)sh";

@@ -1,0 +1,12 @@
+#include "zojob/command/RunQueue.h"
+
+#include "jobs/QueueWatch.h"
+#include "zojob/command/Keeper.h"
+
+void runQueue(const Server& server, const std::vector<Job>& jobs)
+{
+    // The server refuses while a job runs, and does not tell whether it goes on afterwards.
+    if (!readQueue(server).running() && server.run())
+        return;
+    keepRunning(server, jobs);
+}

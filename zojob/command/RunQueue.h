@@ -1,0 +1,9 @@
+#ifndef RUNQUEUE_H
+#define RUNQUEUE_H
+
+#include "jobs/Server.h"
+
+/// Runs the queue, so that these jobs run when their turn comes, whatever runs now. Throws Failure.
+void runQueue(const Server& server, const std::vector<Job>& jobs);
+
+#endif
