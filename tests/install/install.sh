@@ -19,10 +19,14 @@ mv first "$tree"
 trap '"$tree/bin/zojob" quit' EXIT
 
 headers=$(cd "$tree/include" && echo */*.h)
-[[ $headers == "schedule/ZoExport.h schedule/ZoJob.h schedule/ZoJobList.h schedule/ZoJobServer.h \
+wanted="schedule/ZoExport.h schedule/ZoJob.h schedule/ZoJobList.h schedule/ZoJobServer.h \
 schedule/ZoSchedule.h utlib/UtDArray.h utlib/UtDirectory.h utlib/UtEnvironment.h utlib/UtExport.h \
 utlib/UtFilename.h utlib/UtHandle.h utlib/UtMemory.h utlib/UtServerSocket.h utlib/UtSocket.h \
-utlib/UtString.h utlib/UtStringTokenizer.h utlib/UtTmpDir.h" ]] || fail "installed: $headers"
+utlib/UtString.h utlib/UtStringTokenizer.h utlib/UtTmpDir.h"
+# The window is built where Qt has Widgets.
+[[ ! -e $tree/bin/zojob-window ]] ||
+    wanted+=" window/ZoJobModel.h window/ZoJobPanel.h window/ZoWindowExport.h"
+[[ $headers == "$wanted" ]] || fail "installed: $headers"
 # The headers need one another and Qt, and nothing that is not installed.
 (cd "$tree/include" && printf '#include "%s"\n' */*.h) >headers.cpp
 qt=Core
