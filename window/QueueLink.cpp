@@ -21,6 +21,8 @@ QueueLink::QueueLink(const QString& rootDirectory, QObject* parent)
     thread->setObjectName("zojob queue");
     worker->moveToThread(thread);
     connect(thread, &QThread::finished, worker, &QObject::deleteLater);
+    qRegisterMetaType<WorkerCall>();
+    connect(this, &QueueLink::posted, worker, [to = worker](const WorkerCall& call) { call(*to); });
     connect(worker, &QueueWorker::queueRead, this, &QueueLink::queueRead);
     connect(worker, &QueueWorker::detailsRead, this, &QueueLink::detailsRead);
     connect(worker, &QueueWorker::outputRead, this, &QueueLink::outputRead);
@@ -43,20 +45,12 @@ QueueLink::~QueueLink()
 }
 
 template <typename Call>
-void QueueLink::post(Call call)
-{
-    QueueWorker* const target = worker;
-    QMetaObject::invokeMethod(
-        target, [target, call] { call(*target); }, Qt::QueuedConnection);
-}
-
-template <typename Call>
 int QueueLink::request(Call call)
 {
     const int number = ++requests;
     if (++open == 1)
         patience->start(SLOW);
-    post([number, call](QueueWorker& to) { call(to, number); });
+    emit posted([number, call](QueueWorker& to) { call(to, number); });
     return number;
 }
 
@@ -71,7 +65,7 @@ void QueueLink::setSlow(bool on)
 void QueueLink::start()
 {
     thread->start(QThread::LowPriority);
-    post([](QueueWorker& to) { to.start(); });
+    emit posted([](QueueWorker& to) { to.start(); });
 }
 
 int QueueLink::submit(const NewJob& job)
@@ -106,17 +100,17 @@ int QueueLink::submitAgain(const JobKey& job)
 
 void QueueLink::refresh()
 {
-    post([](QueueWorker& to) { to.readQueue(); });
+    emit posted([](QueueWorker& to) { to.readQueue(); });
 }
 
 int QueueLink::show(const JobKey& job)
 {
     const int number = ++serial;
-    post([number, job](QueueWorker& to) { to.show(number, job); });
+    emit posted([number, job](QueueWorker& to) { to.show(number, job); });
     return number;
 }
 
 void QueueLink::wantOutput()
 {
-    post([](QueueWorker& to) { to.wantOutput(); });
+    emit posted([](QueueWorker& to) { to.wantOutput(); });
 }

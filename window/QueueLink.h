@@ -4,10 +4,15 @@
 #include "window/QueueTypes.h"
 
 #include <QObject>
+#include <functional>
 
 class QThread;
 class QTimer;
 class QueueWorker;
+
+/// What the thread is to do, with its worker.
+using WorkerCall = std::function<void(QueueWorker&)>;
+Q_DECLARE_METATYPE(WorkerCall)
 
 /// The window's end of the thread that watches the queue, reads files and asks the server, one
 /// thing after another. Nothing here waits: a request returns its number, and answered() tells what
@@ -53,9 +58,10 @@ signals:
     void outputRead(const OutputPiece& piece);
     void slowChanged(bool slow);
 
+    /// For the other thread alone.
+    void posted(const WorkerCall& call);
+
 private:
-    template <typename Call>
-    void post(Call call);
     template <typename Call>
     int request(Call call);
     void setSlow(bool on);
