@@ -235,7 +235,7 @@ static bool isProgram(const std::string& word, const std::vector<std::string>& e
     for (const std::string& entry : environment) {
         std::istringstream path(entry.compare(0, 5, "PATH=") == 0 ? entry.substr(5) : "");
         for (std::string place; std::getline(path, place, ':');)
-            if (::access((place + "/" + word).c_str(), X_OK) == 0)
+            if (::access(place.append("/").append(word).c_str(), X_OK) == 0)
                 return word.find('=') == std::string::npos;
     }
     return false;

@@ -25,7 +25,7 @@ struct Options {
     bool quiet = false;
     bool slurm = false;
     bool detach = false;
-    std::string slurmOptions;  ///< one line
+    std::string slurmOptions;           ///< one line
     std::vector<std::string> after;     ///< names of jobs that must have ended with 0
     std::vector<std::string> afterAny;  ///< names of jobs that must have ended
     std::string jobTimeout;             ///< seconds; empty: none
