@@ -58,7 +58,7 @@ public:
     /// Cancels, or takes that back. False with errno set when it cannot be noted.
     bool setCancelled(bool isCancelled) const;
 
-    /// Whether somebody has asked for the job to run when its turn comes (see zojob's Keeper.h),
+    /// Whether somebody has asked for the job to run when its turn comes (see Keeper.h),
     /// and the same the other way.
     bool isWanted() const;
     bool setWanted(bool isWanted) const;

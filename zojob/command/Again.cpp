@@ -2,11 +2,11 @@
 #include "jobs/JobName.h"
 #include "jobs/JobState.h"
 #include "jobs/QueueWatch.h"
+#include "jobs/RunQueue.h"
 #include "jobs/StateDirectory.h"
 #include "jobs/Submission.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
-#include "zojob/command/RunQueue.h"
 
 /// Brings a cancelled job back that still waits for its turn, or submits it anew. Returns its name.
 static std::string bringBack(const Server& server, const Job& job, const std::string& name)

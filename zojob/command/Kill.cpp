@@ -3,11 +3,11 @@
 #include "jobs/JobName.h"
 #include "jobs/JobState.h"
 #include "jobs/JobTree.h"
+#include "jobs/Keeper.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Seconds.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
-#include "zojob/command/Keeper.h"
 
 #include <cerrno>
 

@@ -1,8 +1,8 @@
 #include "jobs/JobName.h"
+#include "jobs/Keeper.h"
 #include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
-#include "zojob/command/Keeper.h"
 
 int quitCommand(const Options& options)
 {

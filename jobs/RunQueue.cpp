@@ -1,7 +1,7 @@
-#include "zojob/command/RunQueue.h"
+#include "jobs/RunQueue.h"
 
+#include "jobs/Keeper.h"
 #include "jobs/QueueWatch.h"
-#include "zojob/command/Keeper.h"
 
 void runQueue(const Server& server, const std::vector<Job>& jobs)
 {

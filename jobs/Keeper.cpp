@@ -1,10 +1,9 @@
-#include "zojob/command/Keeper.h"
+#include "jobs/Keeper.h"
 
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
 #include "jobs/JobWatch.h"
 #include "jobs/StateDirectory.h"
-#include "zojob/Report.h"
 
 #include <cerrno>
 #include <csignal>
@@ -83,15 +82,18 @@ void keepRunning(const Server& server, const std::vector<Job>& jobs)
 {
     for (const Job& job : jobs)
         if (!JobDirectory(job).setWanted(true))
-            throw Failure{ REFUSED, withReason("cannot write into " + job.directory) +
-                                        ": start the job with 'zojob run' when its turn comes" };
+            throw JobError(JobError::FILE_FAILED,
+                           withReason("the job waits, but nobody will run it when its turn comes: "
+                                      "cannot write into " +
+                                      job.directory));
     char name[256] = "";
     (void)::gethostname(name, sizeof name - 1);
     const std::string lockPath = stateDirectory() + "/keeper-" + name;
-    (void)flushPrinted();  // or both processes would print it
     const pid_t pid = ::fork();
     if (pid < 0)
-        throw Failure{ REFUSED, withReason("cannot make a process that waits for the jobs' turn") };
+        throw JobError(JobError::FILE_FAILED,
+                       withReason("the job waits, but nobody will run it when its turn comes: "
+                                  "cannot make a process"));
     if (pid > 0) {
         while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR)
             continue;
