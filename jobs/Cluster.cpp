@@ -2,6 +2,7 @@
 
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
+#include "jobs/Program.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Slurm.h"
 
@@ -11,7 +12,6 @@
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -134,23 +134,11 @@ void readClusters(std::vector<Job>& jobs)
         readCluster(job);
 }
 
-/// Starts a shell with this text and these arguments, without standard input and output.
+/// Starts a shell with this text and these arguments.
 static pid_t startShell(const std::string& text, std::vector<std::string> arguments, bool mayTalk)
 {
     arguments.insert(arguments.begin(), { "sh", "-c", text, "sh" });
-    std::vector<char*> words;
-    for (std::string& argument : arguments)
-        words.push_back(&argument[0]);
-    words.push_back(nullptr);
-    posix_spawn_file_actions_t streams;
-    ::posix_spawn_file_actions_init(&streams);
-    for (int fd = 0; fd <= (mayTalk ? 1 : 2); ++fd)
-        ::posix_spawn_file_actions_addopen(&streams, fd, "/dev/null", O_RDWR, 0);
-    pid_t pid = -1;
-    const int failed = ::posix_spawn(&pid, "/bin/sh", &streams, nullptr, words.data(), environ);
-    ::posix_spawn_file_actions_destroy(&streams);
-    errno = failed;
-    return failed ? -1 : pid;
+    return startProgram("/bin/sh", arguments, mayTalk);
 }
 
 /// Says that a job of a cluster is to be killed: a script that stands for it and is ended without

@@ -3,6 +3,8 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
 #include "jobs/JobWatch.h"
+#include "jobs/Program.h"
+#include "jobs/QueueWatch.h"
 #include "jobs/StateDirectory.h"
 
 #include <cerrno>
@@ -46,10 +48,13 @@ static bool keepOn(const Server& server, JobWatch& watch)
     return false;
 }
 
-/// What the process does. One at a time holds the lock; who marks a job while another one is about
-/// to end leaves it to that one, which looks once more when it has let go.
-static void keep(const Server& server, const std::string& lockPath)
+/// One process at a time holds the lock; who marks a job while another one is about to end leaves
+/// it to that one, which looks once more when it has let go.
+static void keep(const Server& server)
 {
+    char name[256] = "";
+    (void)::gethostname(name, sizeof name - 1);
+    const std::string lockPath = stateDirectory() + "/keeper-" + name;
     const int lock = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     JobWatch watch(server);
     while (lock >= 0 && ::flock(lock, LOCK_EX | LOCK_NB) == 0) {
@@ -78,36 +83,56 @@ static void leaveCaller()
     (void)!::chdir("/");  // else a directory stays in use, no more
 }
 
-void keepRunning(const Server& server, const std::vector<Job>& jobs)
+void keepRunning(const Server& server)
 {
-    for (const Job& job : jobs)
-        if (!JobDirectory(job).setWanted(true))
-            throw JobError(JobError::FILE_FAILED,
-                           withReason("the job waits, but nobody will run it when its turn comes: "
-                                      "cannot write into " +
-                                      job.directory));
-    char name[256] = "";
-    (void)::gethostname(name, sizeof name - 1);
-    const std::string lockPath = stateDirectory() + "/keeper-" + name;
     const pid_t pid = ::fork();
     if (pid < 0)
-        throw JobError(JobError::FILE_FAILED,
-                       withReason("the job waits, but nobody will run it when its turn comes: "
-                                  "cannot make a process"));
-    if (pid > 0) {
-        while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR)
-            continue;
+        throw JobError(JobError::FILE_FAILED, withReason("cannot make a process"));
+    if (pid > 0)
         return;
-    }
-    if (::fork() != 0)
-        ::_exit(0);
     leaveCaller();
     try {
-        keep(server, lockPath);
+        keep(server);
     } catch (const std::exception&) {
         ::_exit(1);  // nobody is there to be told
     }
     ::_exit(0);
+}
+
+/// Has the installation's zojob keep the promise. Not a copy of this process, which may have
+/// threads and windows.
+static bool startKeeper(const Server& server)
+{
+    std::vector<std::string> words = { "zojob", "--root", server.root, "keep" };
+    if (!server.isThisMachine())
+        words.insert(words.end(), { "--host", server.host });
+    const pid_t pid = startProgram(server.root + "/bin/zojob", words, false);
+    int status = 0;
+    while (pid > 0 && ::waitpid(pid, &status, 0) < 0 && errno == EINTR)
+        continue;
+    if (status != 0)
+        errno = EAGAIN;  // what a process that cannot be made most often fails with
+    return pid > 0 && status == 0;
+}
+
+/// What hinders a promise; the jobs are queued all the same.
+static JobError brokenPromise(const std::string& why)
+{
+    return JobError(
+        JobError::FILE_FAILED,
+        withReason("the job waits, but nothing will run it when its turn comes: " + why));
+}
+
+void runQueue(const Server& server, const std::vector<Job>& jobs)
+{
+    // The server refuses while a job runs, and does not tell whether it goes on afterwards.
+    if (!readQueue(server).running() && server.run())
+        return;
+    for (const Job& job : jobs)
+        if (!JobDirectory(job).setWanted(true))
+            throw brokenPromise("cannot write into " + job.directory);
+    if (!startKeeper(server))
+        throw brokenPromise("cannot start " + server.root + "/bin/zojob");
 }
 
 void stopKeeping(const Queue& queue)

@@ -209,6 +209,7 @@ void Grammar::addQueueCommands()
     command("stop", "Stop after the running job; the rest waits")->footer(COMMON_HELP);
     command("quit", "End the server; a running job goes on")->footer(COMMON_HELP);
     command("window", "Open the queue in a window")->footer(COMMON_HELP);
+    command("keep", "")->group("");  // what zojob and the window start themselves
 }
 
 void Grammar::addLookCommands()

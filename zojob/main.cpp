@@ -19,7 +19,7 @@ static const Command COMMANDS[] = {
     { "kill", killCommand },     { "remove", removeCommand }, { "log", logCommand },
     { "wait", waitCommand },     { "show", showCommand },     { "status", statusCommand },
     { "quit", quitCommand },     { "stop", quitCommand },     { "again", againCommand },
-    { "window", windowCommand },
+    { "window", windowCommand }, { "keep", keepCommand },
 };
 
 static int runOptions(const Options& options)

@@ -17,6 +17,7 @@ int showCommand(const Options& options);
 int statusCommand(const Options& options);
 int againCommand(const Options& options);
 int quitCommand(const Options& options);
+int keepCommand(const Options& options);  ///< for runQueue() alone; no help shows it
 int windowCommand(const Options& options);
 
 /// The server that the options mean.

@@ -1,7 +1,7 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
 #include "jobs/JobScript.h"
-#include "jobs/RunQueue.h"
+#include "jobs/Keeper.h"
 #include "jobs/Slurm.h"
 #include "jobs/StateDirectory.h"
 #include "jobs/Submission.h"
