@@ -208,8 +208,14 @@ std::vector<std::string> Submission::queueAll(const Server& server,
 
 std::string Submission::again(const Server& server, const Job& job)
 {
-    NewJobDirectory place;
     const JobDirectory old(job);
+    if (job.isWaiting() && old.isCancelled()) {
+        if (!old.setCancelled(false))
+            throw JobError(JobError::FILE_FAILED,
+                           withReason("the job in " + job.directory + " cannot be brought back"));
+        return job.directory;
+    }
+    NewJobDirectory place;
     if (!old.isOurs())
         throw JobError(JobError::REFUSED, "only a job that zojob made can be submitted again");
     place.writeFile("script", old.text("script"));

@@ -66,7 +66,8 @@ public:
     void check() const;
 
     /// Queues a job of ours anew: command, directory, environment and what else was said, but not
-    /// the conditions on other jobs. Returns its directory. Throws JobError.
+    /// the conditions on other jobs. One that is cancelled and waits still is brought back in place
+    /// of that. Returns the directory of the job. Throws JobError.
     static std::string again(const Server& server, const Job& job);
 
     /// Makes the job's private directory and queues the job. Returns that directory, by which the

@@ -1,23 +1,10 @@
-#include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
-#include "jobs/JobState.h"
 #include "jobs/Keeper.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/StateDirectory.h"
 #include "jobs/Submission.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
-
-/// Brings a cancelled job back that still waits for its turn, or submits it anew. Returns its name.
-static std::string bringBack(const Server& server, const Job& job, const std::string& name)
-{
-    if (job.isWaiting() && jobState(job) == JobState::CANCELLED) {
-        if (!JobDirectory(job).setCancelled(false))
-            throw Failure{ REFUSED, withReason("job " + name + " cannot be brought back") };
-        return name;
-    }
-    return numberOf(Submission::again(server, job));
-}
 
 int againCommand(const Options& options)
 {
@@ -27,7 +14,7 @@ int againCommand(const Options& options)
     std::vector<std::string> names;
     server.ensure();
     for (const Job& job : jobs) {
-        names.push_back(bringBack(server, job, jobName(queue, job)));
+        names.push_back(numberOf(Submission::again(server, job)));
         print(names.back() + "\n");
     }
     (void)flushPrinted();
