@@ -178,14 +178,6 @@ TEST_F(JobList, LineOfAListBecomesAJob)
             EXPECT_EQ(numbers[i], found[i]) << line << ", number " << i;
         EXPECT_EQ(-1, job->pid);
     }
-    ZoJob job;
-    EXPECT_EQ(0, job.runTime());
-    job.startTime = 1700000000 - 5;
-    job.endTime = 1700000000 - 2;
-    job.state = ZoJob::RUNNING;
-    EXPECT_EQ(5, job.runTime());
-    job.state = ZoJob::KILLED;
-    EXPECT_EQ(3, job.runTime());
 }
 
 TEST_F(JobList, FindsAndRemovesWhatWasSubmitted)
