@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,13 @@ private:
 inline bool holds(const std::string& text, const std::string& part)
 {
     return text.find(part) != std::string::npos;
+}
+
+/// The words of a line, in which blanks part them and nothing is quoted.
+inline Words split(const std::string& line)
+{
+    std::istringstream words(line);
+    return { std::istream_iterator<std::string>(words), {} };
 }
 
 inline std::string joined(const Words& words)

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <poll.h>
+#include <regex>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -77,18 +78,13 @@ protected:
 
     static std::string name(int n) { return std::to_string(IDS + n); }
 
-    /// The first letters of the labels that a text shows, in its order.
+    /// The first letters of the labels that a text shows, in its order; x for the one before golf.
     static std::string shown(const std::string& text)
     {
+        static const std::regex labels("alpha|bravo|charlie|delta|exec |xtrot|golf");
         std::string letters;
-        const std::pair<const char*, char> labels[] = { { "alpha", 'a' },   { "bravo", 'b' },
-                                                        { "charlie", 'c' }, { "delta", 'd' },
-                                                        { "exec ", 'e' },   { "xtrot", 'f' },
-                                                        { "golf", 'g' } };
-        for (size_t at = 0; at < text.size(); ++at)
-            for (const auto& [label, letter] : labels)
-                if (text.compare(at, strlen(label), label) == 0)
-                    letters += letter;
+        for (std::sregex_iterator i(text.begin(), text.end(), labels), end; i != end; ++i)
+            letters += i->str()[0];
         return letters;
     }
 };
@@ -96,40 +92,35 @@ protected:
 TEST_F(View, ListShowsWhatIsAskedFor)
 {
     listenInVain();
-    const struct {
-        Words words;
-        const char* jobs;
-        int status = 0;
-    } cases[] = {
-        { {}, "abcdefg" },
-        { { "list" }, "abcdefg" },
-        { { "ls", "-n", "2" }, "fg" },
-        { { "list", "-n3" }, "efg" },
+    const std::pair<Words, const char*> cases[] = {
+        { {}, "abcdexg" },
+        { { "list" }, "abcdexg" },
+        { { "ls", "-n", "2" }, "xg" },
+        { { "list", "-n3" }, "exg" },
         { { "list", "-n", "0" }, "" },
-        { { "list", "-n", "99" }, "abcdefg" },
+        { { "list", "-n", "99" }, "abcdexg" },
         { { "list", "--state", "killed" }, "d" },
-        { { "list", "--state=waiting,running" }, "efg" },
+        { { "list", "--state=waiting,running" }, "exg" },
         { { "list", "--state", "failed" }, "bc" },
         { { "list", "--state", "timed-out,done" }, "a" },
-        { { "list", "--state", "waiting", "--state", "killed" }, "dfg" },
+        { { "list", "--state", "waiting", "--state", "killed" }, "dxg" },
         { { "list", "--state", "waiting", "-n", "1", "--no-header" }, "g" },
-        { { "list", "--names", "--state", "running" }, "e" },
-        { { "list", "--state", "nonsense" }, "", 2 },
-        { { "list", "-n", "-1" }, "", 2 },
-        { { "list", "-n", "many" }, "", 2 },
-        { { "list", "surplus" }, "", 2 },
-        { { "submit", "-", "x" }, "", 2 },
-        { { "help", "nonsense" }, "", 2 },
-        { { "list", "--json", "--watch" }, "", 2 },
-        { { "list", "--watch=0" }, "", 2 },
-        { { "--color", "blue" }, "", 2 },
-        { { "nonsense" }, "", 2 },
+        { { "list", "--names", "--state", "running" }, "e" }
     };
-    for (const auto& [words, jobs, status] : cases) {
+    for (const auto& [words, jobs] : cases) {
         Call call(words);
-        EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
+        EXPECT_EQ("", call.err()) << joined(words);
         EXPECT_EQ(jobs, shown(call.out())) << joined(words) << ": " << call.out();
-        EXPECT_EQ(status == 0, call.err().empty()) << joined(words) << ": " << call.err();
+        EXPECT_EQ(0, call.end()) << joined(words);
+    }
+    for (const char* line :
+         { "list --state nonsense", "list -n -1", "list -n many", "list surplus", "submit - x",
+           "help nonsense", "list --json --watch", "list --watch=0", "--color blue", "nonsense",
+           "show", "log -f 1 2", "log -n x", "show 8-7", "wait --timeout -1 1",
+           "wait --timeout nan 1" }) {
+        Call call(split(line));
+        EXPECT_EQ(2, call.end()) << line;
+        EXPECT_TRUE(call.out().empty() && !call.err().empty()) << line << call.out();
     }
 }
 
@@ -214,8 +205,6 @@ TEST_F(View, ShowAndStatusTellEverything)
     record(4, 12, "sleep 9", "exec \"it\"", ::time(nullptr) - IDS - 1, 1);
     save();
     EXPECT_FALSE(holds(Call({ "status" }).out(), "stands still")) << "the next one comes";
-    for (const Words& words : { Words{ "show" }, { "log", "-f", "1", "2" } })
-        EXPECT_EQ(2, Call(words).end()) << joined(words);
 }
 
 TEST_F(View, NamesMeanTheJobsThatHaveThem)
@@ -227,35 +216,26 @@ TEST_F(View, NamesMeanTheJobsThatHaveThem)
     for (int n = 1; n < 4; ++n)  // of zojob, with numbers from 7 to 9
         renameNumbered(n, "job-" + std::to_string(6 + n));
     save();
+    const std::string full = name(6) + ":" + twin;
     const std::pair<Words, const char*> cases[] = {
-        { { name(0) }, "a" },
-        { { "7" }, "b" },
-        { { name(1) }, "b" },
-        { { "last" }, "g" },
-        { { "running" }, "e" },
-        { { "failed" }, "b" },  // it ended after c
-        { { "7-7" }, "b" },
-        { { "9", "1-8", "8" }, "dbc" },
-        { { name(6) + ":" + twin }, "f" },
-        { { name(6) }, "" },
-        { { "" }, "" },
-        { { "1" }, "" },
-        { { "1-6" }, "" },
-        { { "07" }, "" },
-        { { "job-7" }, "" },
-        { { name(6) + ":" + twin + "x" }, "" },
+        { { name(0) }, "a" },   { { "7" }, "b" },
+        { { name(1) }, "b" },   { { "last" }, "g" },
+        { { "running" }, "e" }, { { "failed" }, "b" },
+        { { "7-7" }, "b" },     { { "9", "1-8", "8" }, "dbc" },
+        { { full }, "x" },      { { name(6) }, "" },
+        { { "" }, "" },         { { "1" }, "" },
+        { { "1-6" }, "" },      { { "07" }, "" },
+        { { "job-7" }, "" },    { { full + "x" }, "" }
     };
-    for (const auto& [words, job] : cases) {
-        Words call = { "show" };
-        call.insert(call.end(), words.begin(), words.end());
-        Call asked(call);
-        EXPECT_EQ(*job ? 0 : 1, asked.end()) << joined(call) << ": " << asked.err();
-        EXPECT_EQ(job, shown(asked.out())) << joined(call);
+    for (auto [words, job] : cases) {  // that which failed last is b: it ended after c
+        words.insert(words.begin(), "show");
+        Call call(words);
+        EXPECT_EQ(*job ? 0 : 1, call.end()) << joined(words) << ": " << call.err();
+        EXPECT_EQ(job, shown(call.out())) << joined(words);
     }
-    EXPECT_EQ(2, Call({ "show", "8-7" }).end());
     Call ambiguous({ "show", name(6) });
     EXPECT_EQ(1, ambiguous.end());
-    EXPECT_TRUE(holds(ambiguous.err(), name(6) + ":" + twin)) << ambiguous.err();
+    EXPECT_TRUE(holds(ambiguous.err(), full)) << ambiguous.err();
     EXPECT_EQ(1, Call({ "log", "7-8", "running", "nobody" }).end());
     EXPECT_TRUE(holds(Call({ "list" }).out(), "\n7 ")) << "the list shows the same names";
 }
@@ -290,7 +270,6 @@ TEST_F(View, LogShowsTheWantedLines)
         { { "log", name(3) }, "" },
         { { "log" }, "runs\n" },
         { { "log", name(6) }, "", 1 },
-        { { "log", "-n", "x" }, "", 2 },
     };
     for (const auto& [words, out, status] : cases) {
         Call call(words);
@@ -320,10 +299,7 @@ TEST_F(View, FollowedLogGrowsToItsEnd)
 TEST_F(View, WaitEndsWithTheHighestStatus)
 {
     listenInVain();
-    const struct {
-        Words words;
-        int status;
-    } cases[] = {
+    const std::pair<Words, int> cases[] = {
         { { name(0) }, 0 },
         { { name(1) }, 3 },
         { { name(1), name(2), name(1) }, 5 },
@@ -333,8 +309,6 @@ TEST_F(View, WaitEndsWithTheHighestStatus)
         { { "--timeout=0.1", name(1), name(4) }, 124 },
         { { "--timeout", "0", name(1) }, 3 },
         { { "--timeout", "0" }, 124 },
-        { { "--timeout", "-1", name(1) }, 2 },
-        { { "--timeout", "nan", name(1) }, 2 },
         { { name(1), "nonsense" }, 1 },
     };
     for (auto [words, status] : cases) {
@@ -377,23 +351,18 @@ TEST_F(View, WatchGoesOnUntilNobodyReads)
 
 TEST_F(View, OutputThatCannotBeWrittenIsAFailure)
 {
-    const struct {
-        const char* line;
-        int status;
-        const char* message = "";
-    } cases[] = {
+    const std::tuple<const char*, int, const char*> cases[] = {
         { "\"$0\" \"$@\" >/dev/full", 1, "cannot write to standard output: No space" },
         { "\"$0\" \"$@\" >&-", 1, "cannot write to standard output: Bad file" },
-        { "\"$0\" \"$@\" 2>&- <&-", 0 },
-        { "ulimit -f 0; exec \"$0\" \"$@\" >file", 1 },
+        { "\"$0\" \"$@\" 2>&- <&-", 0, "" },
+        { "ulimit -f 0; exec \"$0\" \"$@\" >file", 1, "" },
     };
-    for (const auto& [line, status, message] : cases) {
+    for (const auto& [line, status, message] : cases)
         for (const Words& words : { Words{ "list" }, { "list", "--json" }, { "show", name(0) } }) {
             Call call(line, words);
             EXPECT_EQ(status, call.end()) << line << ", " << joined(words);
             EXPECT_TRUE(holds(call.err(), message)) << line << ": " << call.err();
         }
-    }
 }
 
 TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
@@ -411,15 +380,15 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
         { "zojob wait --ti", "--timeout" },
         { "zojob kill " + name(4).substr(0, 9) + "4", name(4) },
         { "zojob kill --gr", "--grace" },
-        { "zojob show " + name(1).substr(0, 9) + "1", name(1) },
         { "zojob show la", "last" },
         { "zojob --host x list --js", "--json" },
         { "zojob list --state kil", "killed" },
         { "zojob list --state=kil", "killed" },
+        { "zojob help sub", "submit" },
         { "zojob list --state waiting,run", "waiting,running" },
         { "zojob --color=al", "always" },
-        { "zojob help sub", "submit" },
-        { "zojob show " + twin + "/", both + "/\\$\\(x\\)" },  // put into the line, it is not run
+        // Put into the line, it is not run.
+        { "zojob show " + twin + "/", both + "/\\$\\(x\\)" }
     };
     const std::string script = "PATH=" KELVO_BUILD_DIR "/bin:$PATH; "
                                ". " KELVO_SOURCE_DIR "/zojob/completions/zojob.bash; "
