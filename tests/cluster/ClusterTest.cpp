@@ -1,33 +1,21 @@
 // Jobs that a real Slurm runs: that each ends here as it ended there, and that what is killed here
 // ends there. After every test the cluster's queue must be empty.
 
-#include "tests/sandbox/TestServer.h"
+#include "tests/zojob/Call.h"
 
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
-using Words = std::vector<std::string>;
-
-static const char ZOJOB[] = KELVO_BUILD_DIR "/bin/zojob";
 static const char SLURM[] = KELVO_SOURCE_DIR "/tests/cluster/slurm.sh";
-
-static Words join(Words first, const Words& rest)
-{
-    first.insert(first.end(), rest.begin(), rest.end());
-    return first;
-}
 
 /// Fails the test when the call does not end with that status. Returns the first line it prints.
 static std::string zojob(const Words& words, int status = 0, const std::string& input = "")
 {
-    Process call(join({ ZOJOB }, words), input);
-    EXPECT_EQ(status, call.end()) << words[0] << ": " << call.err();
+    Call call(words, input);
+    EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
     return call.line();
 }
 
@@ -38,18 +26,13 @@ static std::string shell(const std::string& line)
 
 static nlohmann::json show(const std::string& name)
 {
-    return nlohmann::json::parse(Process({ ZOJOB, "show", "--json", name }).out());
+    return nlohmann::json::parse(Call({ "show", "--json", name }).out());
 }
 
 static std::string stateThere(const std::string& name)
 {
     const nlohmann::json cluster = show(name)["cluster"];
     return cluster.is_null() ? "" : (std::string)cluster["state"];
-}
-
-static bool holds(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
 }
 
 class Cluster : public ::testing::Test
@@ -80,7 +63,7 @@ protected:
             return;
         EXPECT_TRUE(Sandbox::waitFor([] { return shell("squeue -h").empty(); }))
             << "left on the cluster: " << shell("squeue -h");
-        Process({ ZOJOB, "quit" });
+        Call({ "quit" });
         Process({ "bash", SLURM, "stop", place() });
     }
 
@@ -117,8 +100,9 @@ TEST_F(Cluster, EveryEndIsTheJobs)
         { "", "kill -9 $$", 137, "" },
         { "-a1-6%3", "echo $SLURM_ARRAY_TASK_ID; exit $SLURM_ARRAY_TASK_ID", 6, "6\n" },
         { "-n3", "srun sh -c 'echo task $SLURM_PROCID'", 0, "task 2\n" },
-        { "", "trap 'echo warned; exit 4' USR1; kill -USR1 $PPID; sleep 9 & wait", 4, "warned\n" },
-        { "--signal=B:TERM", "trap 'echo warned; exit 5' TERM; kill $PPID; sleep 9 & wait", 5, "" },
+        { "", "trap 'echo warned; exit 4' USR1; sleep 1; kill -USR1 $PPID; sleep 9 & wait", 4,
+          "warned\n" },
+        { "--signal=B:TERM", "trap 'exit 5' TERM; sleep 1; kill $PPID; sleep 9 & wait", 5, "" },
         { "", "scancel $SLURM_JOB_ID; sleep 60", 143, "zojob: cancelled on the cluster\n" },
         { "", "scontrol update JobId=$SLURM_JOB_ID TimeLimit=0; sleep 60", 124,
           "zojob: ran into the time limit of the cluster\n" },
@@ -165,7 +149,7 @@ TEST_F(Cluster, RunsAsItWasSubmitted)
           "print(os.environ['SLURM_JOB_NAME'])\nsys.exit(5)\n#SBATCH -n99\n");
     EXPECT_EQ("named", zojob({ "log", "last" }));
     EXPECT_EQ(Sandbox::path("a 'b") + "|a\n\"b\" 'c' $(d) \\|%j\\''é|2|",
-              Process({ ZOJOB, "log", name }).out());
+              Call({ "log", name }).out());
     EXPECT_EQ(0, show(name)["exit"]);
 }
 
@@ -198,7 +182,7 @@ TEST_F(Cluster, WhatIsKilledEndsThere)
     zojob({ "kill" });
     EXPECT_EQ("killed", show(running)["state"]);
     EXPECT_EQ(143, show(running)["exit"]);
-    EXPECT_TRUE(holds(Process({ ZOJOB, "log", running }).out(), "told"));
+    EXPECT_TRUE(holds(Call({ "log", running }).out(), "told"));
 
     const std::string waiting = zojob({ "submit", "-r", "--slurm=-H", "sleep 60" });
     EXPECT_TRUE(Sandbox::waitFor([&] { return stateThere(waiting) == "PENDING (JobHeldUser)"; }));
@@ -208,7 +192,7 @@ TEST_F(Cluster, WhatIsKilledEndsThere)
     const std::string unheard = zojob({ "submit", "-r", "--slurm", "sleep 60" });
     EXPECT_TRUE(isRunningThere(unheard));
     signalController(SIGSTOP);
-    Process kill({ ZOJOB, "kill", unheard });
+    Call kill({ "kill", unheard });
     EXPECT_FALSE(kill.hasEnded(5));
     EXPECT_TRUE(holds(Sandbox::read(directory(unheard) + "/log"), "does not answer"));
     signalController(SIGCONT);
@@ -220,7 +204,7 @@ TEST_F(Cluster, AControllerThatIsAwayLosesNothing)
 {
     signalController(SIGSTOP);  // hears what is sent meanwhile when it goes on
     const std::string name = zojob({ "submit", "-r", "--slurm", "echo once; sleep 4; exit 6" });
-    Process wait({ ZOJOB, "wait", name });
+    Call wait({ "wait", name });
     EXPECT_FALSE(wait.hasEnded(6));
     signalController(SIGCONT);
     EXPECT_TRUE(isRunningThere(name));
@@ -243,7 +227,7 @@ TEST_F(Cluster, AShutdownIsNoKill)
     zojob({ "quit" });  // the server may end as well
     shell("kill $(pgrep -f '^sh job -')");
     EXPECT_TRUE(Sandbox::waitFor([&] { return (bool)show(name)["cluster"]["detached"]; }));
-    EXPECT_TRUE(holds(Process({ ZOJOB, "log", name }).out(), "goes on"));
+    EXPECT_TRUE(holds(Call({ "log", name }).out(), "goes on"));
     zojob({ "wait", name }, 9);
     EXPECT_EQ("failed", show(name)["state"]);
 }
@@ -259,13 +243,13 @@ TEST_F(Cluster, DetachedJobsRunSideBySide)
         zojob({ "submit", "--slurm=-a1-4", "--detach", "sleep 2; exit $SLURM_ARRAY_TASK_ID" });
     zojob({ "submit", "-rwq", "true" });  // behind them
     EXPECT_TRUE(isRunningThere(longest));
-    Process follow({ ZOJOB, "log", "-f", names[0] });
+    Call follow({ "log", "-f", names[0] });
     for (int i = 1; i <= 10; ++i)
         zojob({ "wait", names[i - 1] }, i);
     zojob({ "wait", array }, 4);
     EXPECT_EQ("out\n", follow.out());
     zojob({ "remove", longest }, 1);
-    EXPECT_TRUE(holds(Process({ ZOJOB, "list", "--state", "running" }).out(), "RUNNING on"));
+    EXPECT_TRUE(holds(Call({ "list", "--state", "running" }).out(), "RUNNING on"));
     // A list asks the cluster nothing, and a wait not more than once in 8 seconds.
     Sandbox::write("squeue", "#!/bin/sh\necho asked >>" + Sandbox::path("asked") + "\nexit 1\n");
     ::setenv("PATH", (Sandbox::path() + ":" + ::getenv("PATH")).c_str(), 1);
