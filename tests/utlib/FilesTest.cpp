@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,9 +57,11 @@ TEST(TmpDir, RemovesATreeAndNothingItLinksTo)
 
 TEST(Tree, GoesAtAnyDepthAndInTwoSteps)
 {
+    const rlimit descriptors = { 200, 200 };
+    ::setrlimit(RLIMIT_NOFILE, &descriptors);
     fs::create_directory("deep");
     int fd = ::open("deep", O_DIRECTORY);
-    for (int depth = 0; depth < 1500; ++depth) {  // more than descriptors, and than a path can say
+    for (int depth = 0; depth < 3000; ++depth) {  // more than descriptors, and than a path can say
         ::mkdirat(fd, "d", 0700);
         const int below = ::openat(fd, "d", O_DIRECTORY);
         ::close(std::exchange(fd, below));
