@@ -257,23 +257,41 @@ protected:
 };
 }  // namespace
 
+/// Of the calls below, so many go well; then so many fail, as with a broken disk.
+int theGoodCalls = 0, theBadCalls = 0;
+
+static bool isBad()
+{
+    if (theGoodCalls > 0 || theBadCalls == 0) {
+        theGoodCalls -= theGoodCalls > 0;
+        return false;
+    }
+    --theBadCalls;
+    errno = EIO;
+    return true;
+}
+
 // These replace the C library's, inside the libraries too. No test here needs a real disk.
 #pragma GCC visibility push(default)
 extern "C" ssize_t write(int fd, const void* bytes, size_t size)
 {
-    return note(::syscall(SYS_write, fd, bytes, size), fd, Step::WRITE, -1, bytes);
+    const bool isBroken = isBad();
+    const long n = ::syscall(SYS_write, fd, bytes, isBroken ? size / 2 : size);
+    return isBroken ? -1 : note(n, fd, Step::WRITE, -1, bytes);
 }
 extern "C" ssize_t pwrite(int fd, const void* bytes, size_t size, off_t place)
 {
-    return note(::syscall(SYS_pwrite64, fd, bytes, size, place), fd, Step::WRITE, place, bytes);
+    return isBad() ? -1
+                   : note(::syscall(SYS_pwrite64, fd, bytes, size, place), fd, Step::WRITE, place,
+                          bytes);
 }
 extern "C" int ftruncate(int fd, off_t size) noexcept
 {
-    return (int)note(::syscall(SYS_ftruncate, fd, size), fd, Step::CUT, size);
+    return isBad() ? -1 : (int)note(::syscall(SYS_ftruncate, fd, size), fd, Step::CUT, size);
 }
 extern "C" int fdatasync(int fd)
 {
-    return (int)note(0, fd, Step::SYNC);
+    return isBad() ? -1 : (int)note(0, fd, Step::SYNC);
 }
 #pragma GCC visibility pop
 
