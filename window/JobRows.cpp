@@ -108,7 +108,10 @@ ZoJobRow JobRows::makeRow(const Job& job)
 /// The row that was made of the job last time, when the job is as it was; else null.
 const ZoJobRow* JobRows::find(const Job& job, std::size_t& place)
 {
-    // Jobs come and go at few places: mostly the next one is the one that was the next.
+    // Jobs come and go at few places: mostly the next one is the one that was the next, and behind
+    // the last one all are new.
+    if (place == before.size() && index.isEmpty())
+        return nullptr;
     if (place >= before.size() || !before[place].isSame(job)) {
         if (index.isEmpty())
             for (std::size_t i = 0; i < before.size(); ++i)

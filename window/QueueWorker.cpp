@@ -85,14 +85,14 @@ void QueueWorker::lookAtClusters()
 /// Looks at what changes without the queue file: the server, and marks in the jobs' directories.
 void QueueWorker::lookAround()
 {
-    QueueSnapshot now = told;
-    lookAtPort(now);
-    if (queue.waiting() && int(queue.jobs.size()) <= MOST_LOOKED_AT)
-        now.rows = rows.make(queue);
-    if (now.server == told.server && now.serverText == told.serverText && now.rows == told.rows)
-        return;
-    told = now;
-    emit queueRead(told);
+    if (queue.waiting() && int(queue.jobs.size()) <= MOST_LOOKED_AT) {
+        const ZoJobRows now = rows.make(queue);
+        if (now != told.rows) {
+            told.rows = now;
+            emit queueRead(told);
+        }
+    }
+    tellServer();
 }
 
 void QueueWorker::readQueue()
@@ -104,11 +104,21 @@ void QueueWorker::readQueue()
     } catch (const std::exception& error) {
         told.problem = tr("The queue cannot be shown: %1").arg(QString::fromUtf8(error.what()));
     }
-    lookAtPort(told);
     lastReading.start();
     emit queueRead(told);
+    tellServer();  // the kernel's table takes as long as a thousand jobs
     if (wanted)
         readOutput();
+}
+
+void QueueWorker::tellServer()
+{
+    QueueSnapshot now = told;
+    lookAtPort(now);
+    if (now.server == told.server && now.serverText == told.serverText)
+        return;
+    told = now;
+    emit queueRead(told);
 }
 
 /// Has `call` fill in an answer, and tells it. The queue is told first, so that a job that has been

@@ -60,6 +60,7 @@ private:
     void scheduleRead();
     void lookAtClusters();
     void lookAround();
+    void tellServer();
     void readDetails();
     void readOutput();
     bool fillPiece(OutputPiece& piece);

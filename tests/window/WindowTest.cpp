@@ -262,13 +262,24 @@ static double threadSeconds()
     return double(now.tv_sec) + 1e-9 * double(now.tv_nsec);
 }
 
+/// How many times longer than alone a calculation takes beside what else this machine has to do.
+static double slowness()
+{
+    QElapsedTimer timer;
+    timer.start();
+    const double start = threadSeconds();
+    while (threadSeconds() < start + 0.02)
+        continue;
+    return std::max(1.0, double(timer.nsecsElapsed()) / 1e9 / 0.02);
+}
+
 void WindowTest::tenThousandJobsStayCheap()
 {
     WindowWorld::makeWaiting(10000);
     QVERIFY(WindowWorld::waitFor([&] { return rows().size() == 10000; }, 20 * SLOWER));
     table()->selectRow(9000);
     WindowWorld::waitFor([] { return false; }, 0.5);
-    std::vector<double> costs, delays;
+    std::vector<double> costs, delays, others;
     for (int i = 1; i <= 10; ++i) {
         WindowWorld::makeWaiting(10000 + i);
         const double before = threadSeconds();
@@ -278,12 +289,13 @@ void WindowTest::tenThousandJobsStayCheap()
         QCoreApplication::processEvents();
         delays.push_back(double(timer.elapsed()));
         costs.push_back(1000 * (threadSeconds() - before));
+        others.push_back(slowness());
         QCOMPARE(table()->currentJob()->id, qint64(9001));
     }
-    qInfo("a change of 10,000 jobs: shown after %.0f ms, %.1f ms in the window's thread",
-          median(delays), median(costs));
-    // The quickest one: the others also tell what else this machine has to do.
-    QVERIFY(*std::min_element(delays.begin(), delays.end()) < 200 * SLOWER);
+    qInfo("a change of 10,000 jobs: shown after %.0f ms, %.1f ms in the window's thread, beside "
+          "others that slow this machine down %.1f times",
+          median(delays), median(costs), median(others));
+    QVERIFY(median(delays) < 200 * SLOWER * median(others));
     QVERIFY(median(costs) < 20 * SLOWER);
 }
 
