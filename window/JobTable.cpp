@@ -1,14 +1,12 @@
 #include "window/JobTable.h"
 
+#include "window/RowDelegate.h"
 #include "window/StateLook.h"
 
 #include <QHeaderView>
 #include <QMenu>
 #include <QPainter>
-#include <QStyledItemDelegate>
 #include <algorithm>
-
-static const int ROOM = 6;  // pixels more than a line of text needs
 
 JobFilter::JobFilter(ZoJobModel* jobs, QObject* parent) : QSortFilterProxyModel(parent), model(jobs)
 {
@@ -42,24 +40,12 @@ bool JobFilter::lessThan(const QModelIndex& left, const QModelIndex& right) cons
     return a.toLongLong() < b.toLongLong();
 }
 
-/// Rows with some room, which are easier to read and to hit.
-class RoomyDelegate : public QStyledItemDelegate
-{
-public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-
-    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override
-    {
-        return QStyledItemDelegate::sizeHint(option, index) + QSize(0, ROOM);
-    }
-};
-
 JobTable::JobTable(ZoJobModel* jobModel, QWidget* parent)
     : QTreeView(parent), filter(new JobFilter(jobModel, this)), model(jobModel)
 {
     setModel(filter);
     setAccessibleName(tr("Jobs of the queue"));
-    setItemDelegate(new RoomyDelegate(this));
+    setItemDelegate(new RowDelegate(this));
     setAlternatingRowColors(true);
     setRootIsDecorated(false);
     setUniformRowHeights(true);

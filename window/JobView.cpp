@@ -1,5 +1,6 @@
 #include "window/JobView.h"
 
+#include "window/ElidedLabel.h"
 #include "window/OutputView.h"
 #include "window/ShownText.h"
 #include "window/StateLook.h"
@@ -10,8 +11,10 @@
 #include <QFontDatabase>
 #include <QFormLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QLocale>
 #include <QScrollArea>
+#include <QStyle>
 #include <QTabWidget>
 #include <QToolButton>
 #include <QUrl>
@@ -43,10 +46,9 @@ JobView::JobView(QueueLink* queueLink, QWidget* parent) : QWidget(parent), link(
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(4);
     column->addWidget(makeHeader());
-    glance = plainLabel(this);
+    glance = new ElidedLabel(this);
     glance->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     glance->setMargin(6);
-    glance->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     column->addWidget(glance);
     tabs = new QTabWidget(this);
     connect(tabs, &QTabWidget::currentChanged, this, &JobView::showGlance);
@@ -71,11 +73,10 @@ QWidget* JobView::makeHeader()
     auto* line = new QHBoxLayout(header);
     line->setContentsMargins(2, 2, 0, 0);
     icon = new QLabel(header);
-    title = plainLabel(header);
+    title = new ElidedLabel(header);
     QFont bold = title->font();
     bold.setBold(true);
     title->setFont(bold);
-    title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     state = plainLabel(header);
     openOutput = makeOpener("open", tr("Open the whole output in another program"));
     connect(openOutput, &QToolButton::clicked, this, [this] { open(details.log); });
@@ -106,6 +107,9 @@ QLabel* JobView::addLine(QFormLayout* form, const QString& name)
 {
     QLabel* const label = plainLabel(this);
     label->setWordWrap(true);
+    // A label goes to the side of its text's direction unless it is told.
+    label->setAlignment(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft) |
+                        Qt::AlignAbsolute | Qt::AlignVCenter);
     label->setAccessibleName(name);
     form->addRow(name, label);
     return label;
@@ -121,13 +125,35 @@ QToolButton* JobView::makeOpener(const char* name, const QString& text)
     return button;
 }
 
+/// A path to be read, scrolled and copied.
+static QLineEdit* pathField(QWidget* parent)
+{
+    auto* field = new QLineEdit(parent);
+    field->setReadOnly(true);
+    field->setFrame(false);
+    QPalette colours;
+    colours.setColor(QPalette::Base, Qt::transparent);
+    field->setPalette(colours);
+    return field;
+}
+
+static void showPath(QLineEdit* field, const QByteArray& path)
+{
+    const QString text = visibleLine(QString::fromUtf8(path));
+    if (field->text() == text)
+        return;  // somebody may have selected it
+    field->setText(text);
+    field->setCursorPosition(0);
+    field->setToolTip(plainToolTip(text));
+}
+
 /// A path with the button that opens it behind.
-static QWidget* withButton(QLabel* label, QToolButton* button)
+static QWidget* withButton(QLineEdit* field, QToolButton* button)
 {
     auto* both = new QWidget;
     auto* line = new QHBoxLayout(both);
     line->setContentsMargins(0, 0, 0, 0);
-    line->addWidget(label, 1);
+    line->addWidget(field, 1);
     line->addWidget(button);
     return both;
 }
@@ -140,18 +166,19 @@ QWidget* JobView::makeDetails()
     auto* facts = new QWidget(page);
     auto* form = new QFormLayout(facts);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setVerticalSpacing(2);
     status = addLine(form, tr("State"));
     submitted = addLine(form, tr("Submitted"));
     started = addLine(form, tr("Started"));
     ended = addLine(form, tr("Ended"));
     time = addLine(form, tr("Time"));
     identity = addLine(form, tr("Id"));
-    workDirectory = plainLabel(facts);
-    directory = plainLabel(facts);
+    workDirectory = pathField(facts);
+    directory = pathField(facts);
     openWorkDirectory = makeOpener("folder", tr("Show in the file manager"));
     openDirectory = makeOpener("folder", tr("Show in the file manager"));
-    for (QLabel* const path : { workDirectory, directory })
-        path->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    workDirectory->setAccessibleName(tr("Runs in"));
+    directory->setAccessibleName(tr("Its own files"));
     form->addRow(tr("Runs in"), withButton(workDirectory, openWorkDirectory));
     form->addRow(tr("Its own files"), withButton(directory, openDirectory));
     connect(openWorkDirectory, &QToolButton::clicked, this,
@@ -234,11 +261,6 @@ void JobView::takeDetails(const JobDetails& read)
     showTexts();
 }
 
-static QString shownPath(const QByteArray& path)
-{
-    return visibleLine(QString::fromUtf8(path));
-}
-
 void JobView::showTexts()
 {
     const qint64 now = QDateTime::currentSecsSinceEpoch();
@@ -258,10 +280,8 @@ void JobView::showTexts()
     ended->setText(fullTime(row.ended));
     time->setText(row.started > 0 ? duration(row.runTime(now)) : QString());
     identity->setText(shown ? QString::number(row.id) : QString());
-    workDirectory->setText(shownPath(details.workDirectory));
-    workDirectory->setToolTip(plainToolTip(workDirectory->text()));
-    directory->setText(shownPath(row.directory));
-    directory->setToolTip(plainToolTip(directory->text()));
+    showPath(workDirectory, details.workDirectory);
+    showPath(directory, row.directory);
     openWorkDirectory->setEnabled(!details.workDirectory.isEmpty());
     openDirectory->setEnabled(shown);
     openOutput->setEnabled(row.started > 0 && !details.log.isEmpty());

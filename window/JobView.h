@@ -8,6 +8,7 @@
 class OutputView;
 class QFormLayout;
 class QLabel;
+class QLineEdit;
 class QPlainTextEdit;
 class QTabWidget;
 class QToolButton;
@@ -56,7 +57,8 @@ private:
     int serial = 0;       // of the output that is shown
 
     QLabel *icon, *title, *state, *glance, *notice;
-    QLabel *submitted, *started, *ended, *time, *status, *identity, *workDirectory, *directory;
+    QLabel *submitted, *started, *ended, *time, *status, *identity;
+    QLineEdit *workDirectory, *directory;
     QPlainTextEdit *script, *environment;
     QToolButton *openWorkDirectory, *openDirectory, *openOutput;
 };

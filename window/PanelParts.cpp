@@ -1,6 +1,7 @@
 #include "window/PanelParts.h"
 
 #include "window/DayStrip.h"
+#include "window/ElidedLabel.h"
 #include "window/JobTable.h"
 #include "window/JobView.h"
 #include "window/MessageLine.h"
@@ -88,13 +89,11 @@ QWidget* ZoJobPanelParts::makeFoot()
     auto* line = new QHBoxLayout(foot);
     line->setContentsMargins(2, 0, 2, 4);
     counts = new QLabel(foot);
-    server = new QLabel(foot);
-    for (QLabel* const label : { counts, server })
-        label->setTextFormat(Qt::PlainText);
+    counts->setTextFormat(Qt::PlainText);
+    server = new ElidedLabel(foot);
     counts->setAccessibleName(PanelActions::tr("Numbers of jobs"));
     server->setAccessibleName(PanelActions::tr("Server"));
     server->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    server->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     line->addWidget(counts);
     line->addWidget(server, 1);
     return foot;

@@ -1,5 +1,6 @@
 #include "window/RemoveDialog.h"
 
+#include "window/RowDelegate.h"
 #include "window/ShownText.h"
 #include "window/StateLook.h"
 
@@ -48,6 +49,7 @@ void RemoveDialog::fill()
     list->setHeaderLabels({ tr("Job"), tr("Description"), tr("Directory that is deleted") });
     list->setRootIsDecorated(false);
     list->setUniformRowHeights(true);
+    list->setItemDelegate(new RowDelegate(list));
     list->setSelectionMode(QAbstractItemView::NoSelection);
     list->setAccessibleName(tr("Jobs to remove"));
     QList<QTreeWidgetItem*> items;
@@ -62,7 +64,7 @@ void RemoveDialog::fill()
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
         item->setCheckState(0, job.ours ? Qt::Checked : Qt::Unchecked);
         if (!job.ours)
-            item->setIcon(2, drawnIcon("warning"));
+            item->setIcon(0, drawnIcon("warning"));
         items.append(item);
     }
     list->addTopLevelItems(items);

@@ -1,7 +1,10 @@
 #include "window/ShownText.h"
 
 #include <QDateTime>
+#include <QStringList>
+#include <algorithm>
 
+static const int WIDEST_LINE = 80;      // characters of a line of a tool tip
 static const int TOOL_TIP_SIZE = 1000;  // characters; more covers the screen
 
 static const uint PICTURES = 0x2400;  // a sign for each control character from 0 to 31
@@ -59,7 +62,12 @@ QString plainToolTip(const QString& text)
     QString part = visibleText(text.left(TOOL_TIP_SIZE));
     if (text.size() > TOOL_TIP_SIZE)
         part += QChar(0x2026);
-    return "<p style='white-space:pre-wrap'>" + part.toHtmlEscaped() + "</p>";
+    // Qt breaks even short lines of such a tip, unless it must not.
+    const QStringList lines = part.split('\n');
+    const bool isNarrow = std::all_of(
+        lines.begin(), lines.end(), [](const QString& line) { return line.size() <= WIDEST_LINE; });
+    return QString("<p style='white-space:%1'>").arg(isNarrow ? "pre" : "pre-wrap") +
+           part.toHtmlEscaped() + "</p>";
 }
 
 QString duration(qint64 seconds)
