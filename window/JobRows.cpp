@@ -127,6 +127,13 @@ const ZoJobRow* JobRows::find(const Job& job, std::size_t& place)
     return same ? &rows[int(place++)] : (++place, nullptr);
 }
 
+void JobRows::forget(const Job& job)
+{
+    for (Job& known : before)
+        if (known.isSame(job))
+            known.state = 0;
+}
+
 ZoJobRows JobRows::make(const Queue& queue)
 {
     ZoJobRows made;

@@ -14,6 +14,9 @@ class JobRows
 public:
     ZoJobRows make(const Queue& queue);
 
+    /// Has the files of this job looked at next time, whatever the queue says.
+    void forget(const Job& job);
+
 private:
     static ZoJobRow makeRow(const Job& job);
     const ZoJobRow* find(const Job& job, std::size_t& place);

@@ -25,7 +25,9 @@ static const ActionText TEXTS[ZoJobPanel::ACTIONS] = {
       QT_TRANSLATE_NOOP("PanelActions", "Runs the selected job alone, before the others"), "run",
       "Ctrl+Shift+R" },
     { QT_TRANSLATE_NOOP("PanelActions", "&Kill \u2026"),
-      QT_TRANSLATE_NOOP("PanelActions", "Ends the running job with all that it has started"),
+      QT_TRANSLATE_NOOP("PanelActions",
+                        "Ends a running job with all that it has started; a waiting one will "
+                        "not run"),
       "kill", "Ctrl+K" },
     { QT_TRANSLATE_NOOP("PanelActions", "&Remove \u2026"),
       QT_TRANSLATE_NOOP("PanelActions",
@@ -37,7 +39,8 @@ static const ActionText TEXTS[ZoJobPanel::ACTIONS] = {
       "sweep", "" },
     { QT_TRANSLATE_NOOP("PanelActions", "&Submit again"),
       QT_TRANSLATE_NOOP("PanelActions", "Queues the selected jobs anew, with the same command, "
-                                        "directory and environment"),
+                                        "directory and environment; brings back what was "
+                                        "killed while it waited"),
       "again", "Ctrl+Shift+N" },
     { QT_TRANSLATE_NOOP("PanelActions", "&Copy command"),
       QT_TRANSLATE_NOOP("PanelActions", "Copies the commands of the selected jobs"), "copy",
@@ -78,13 +81,25 @@ static QString whyNotRun(const ActionSituation& now, bool all)
     return QString();
 }
 
+ZoJobRows killable(const ActionSituation& now)
+{
+    ZoJobRows jobs;
+    for (const ZoJobRow& job : now.selected.isEmpty() ? now.queue : now.selected)
+        if (job.state == ZoJobRow::RUNNING ||
+            (job.state == ZoJobRow::WAITING && job.ours && !now.selected.isEmpty()))
+            jobs.append(job);
+    return jobs;
+}
+
 static QString whyNotKill(const ActionSituation& now)
 {
-    if (!hasState(now.queue, ZoJobRow::RUNNING))
+    if (!killable(now).isEmpty())
+        return QString();
+    if (now.selected.isEmpty())
         return translated("No job is running");
-    if (!now.selected.isEmpty() && !hasState(now.selected, ZoJobRow::RUNNING))
-        return translated("The selected job is not running");
-    return QString();
+    if (hasState(now.selected, ZoJobRow::WAITING))
+        return translated("Another application made the job: while it waits it can be removed");
+    return translated("The selected job neither runs nor waits");
 }
 
 static QString whyNotRemove(const ActionSituation& now)

@@ -20,6 +20,10 @@ struct ActionSituation {
 /// Why this cannot be done now, as a sentence; empty when it can.
 ZOWINDOW_EXPORT QString whyNot(ZoJobPanel::Action action, const ActionSituation& situation);
 
+/// What KILL would end: the running and waiting ones of the selected jobs; without a selection what
+/// runs.
+ZoJobRows killable(const ActionSituation& situation);
+
 /// The actions with their names, icons, keys and tooltips.
 class ZOWINDOW_EXPORT PanelActions : public QObject
 {

@@ -23,6 +23,9 @@
 #include <QSplitter>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <algorithm>
+
+static const int LONGEST = 200;  // characters of a description in a question
 
 ZoJobPanelParts::ZoJobPanelParts(const QString& rootDirectory, ZoJobPanel* owner)
     : QObject(owner),
@@ -197,7 +200,7 @@ void ZoJobPanelParts::updateView()
     strip->setCurrentRow(job ? int(job - model->rows().constData()) : -1);
 }
 
-void ZoJobPanelParts::updateActions()
+ActionSituation ZoJobPanelParts::situation() const
 {
     ActionSituation situation;
     situation.queue = model->rows();
@@ -205,7 +208,12 @@ void ZoJobPanelParts::updateActions()
     situation.server = now.server;
     situation.serverText = now.serverText;
     situation.hasOutput = !view->output->document()->isEmpty();
-    actions->update(situation);
+    return situation;
+}
+
+void ZoJobPanelParts::updateActions()
+{
+    actions->update(situation());
 }
 
 void ZoJobPanelParts::updateFoot()
@@ -255,29 +263,49 @@ static QMessageBox* makeQuestion(QWidget* parent, const QString& title, const QS
     return box;
 }
 
+/// What will become of the jobs, in a sentence or two.
+static QString killQuestion(const ZoJobRows& jobs)
+{
+    const auto waits = [](const ZoJobRow& job) { return job.state == ZoJobRow::WAITING; };
+    const int waiting = int(std::count_if(jobs.begin(), jobs.end(), waits));
+    if (jobs.size() == 1)
+        return (waiting > 0
+                    ? PanelActions::tr("Kill job %1 before it runs?\n%2")
+                    : PanelActions::tr("End job %1 with everything that it has started?\n%2"))
+            .arg(jobs[0].name, visibleLine(jobs[0].description.left(LONGEST)));
+    if (waiting == jobs.size())
+        return PanelActions::tr("Kill %1 jobs before they run?").arg(waiting);
+    return PanelActions::tr("Kill %1 jobs? What runs ends with everything that it has started.")
+        .arg(jobs.size());
+}
+
 void ZoJobPanelParts::askKill()
 {
-    int waiting = 0;
-    const ZoJobRow* running = nullptr;
-    for (const ZoJobRow& job : model->rows()) {
-        waiting += job.state == ZoJobRow::WAITING;
-        if (job.state == ZoJobRow::RUNNING && !running)
-            running = &job;
-    }
-    if (!running)
+    const ZoJobRows jobs = killable(situation());
+    if (jobs.isEmpty())
         return;
-    const QString more =
-        waiting > 0
-            ? PanelActions::tr("%1 waiting jobs stay in the queue until you run them.").arg(waiting)
-            : QString();
-    auto* box = makeQuestion(panel, PanelActions::tr("Kill a job"),
-                             PanelActions::tr("End job %1 with everything that it has started?\n%2")
-                                 .arg(running->name, visibleLine(running->description.left(200))),
-                             more, PanelActions::tr("&Kill"));
-    const JobKey key = keyOf(*running);
-    connect(box, &QMessageBox::buttonClicked, this, [this, box, key](QAbstractButton* button) {
-        if (box->buttonRole(button) == QMessageBox::AcceptRole)
-            link->kill(key);
+    const auto count = [](const ZoJobRows& of, ZoJobRow::State state) {
+        return int(std::count_if(of.begin(), of.end(),
+                                 [state](const ZoJobRow& job) { return job.state == state; }));
+    };
+    const int chosen = count(jobs, ZoJobRow::WAITING);
+    const int left = count(model->rows(), ZoJobRow::WAITING) - chosen;
+    QStringList more;
+    if (chosen > 0)
+        more += PanelActions::tr("A waiting job stays in the queue and ends at once when its turn "
+                                 "comes; until then \u201CSubmit again\u201D brings it back.");
+    if (left > 0 && chosen < jobs.size())
+        more += PanelActions::tr("%1 waiting jobs stay in the queue until you run them.").arg(left);
+    auto* box = makeQuestion(panel, PanelActions::tr("Kill jobs"), killQuestion(jobs),
+                             more.join('\n'), PanelActions::tr("&Kill"));
+    connect(box, &QMessageBox::buttonClicked, this, [this, box, jobs](QAbstractButton* button) {
+        if (box->buttonRole(button) != QMessageBox::AcceptRole)
+            return;
+        // The waiting ones first: none of them is to start when the running one has ended.
+        for (const auto state : { ZoJobRow::WAITING, ZoJobRow::RUNNING })
+            for (const ZoJobRow& job : jobs)
+                if (job.state == state)
+                    link->kill(keyOf(job));
     });
     box->open();
 }

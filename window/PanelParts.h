@@ -58,6 +58,7 @@ public:
     bool first = true;
 
 private:
+    ActionSituation situation() const;
     void build();
     QWidget* makeBar();
     QWidget* makeFoot();

@@ -5,6 +5,8 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
 #include "jobs/JobScript.h"
+#include "jobs/JobTree.h"
+#include "jobs/Keeper.h"
 #include "jobs/Submission.h"
 
 #include <QFile>
@@ -12,6 +14,7 @@
 #include <QTimer>
 #include <algorithm>
 
+static const int GRACE = 10000;            // ms for a killed job to end by itself
 static const double CLUSTER_PATIENCE = 5;  // seconds for a cluster to hear of a kill
 static const int MOST_LOOKED_AT = 1000;    // jobs, every few seconds without any sign of a change
 static const int BREATH = 40;     // ms between two readings of a queue that changes all the time
@@ -172,6 +175,16 @@ void QueueWorker::tellMade(const std::string& place, Answer& result)
         result.made = { made->id, QByteArray::fromStdString(made->directory) };
 }
 
+/// Has a job that was made run. When that fails it is in the queue all the same.
+void QueueWorker::runMade(Answer& result)
+{
+    try {
+        runQueue(server, { find(result.made) });
+    } catch (const JobError& error) {
+        result.text = QString::fromUtf8(error.what()) + tr("; use \u201CRun all\u201D then");
+    }
+}
+
 void QueueWorker::submit(int number, const NewJob& job)
 {
     answer(number, [&](Answer& result) {
@@ -189,9 +202,8 @@ void QueueWorker::submit(int number, const NewJob& job)
         submission.check();
         server.ensure();
         tellMade(submission.queue(server), result);
-        if (job.run && !server.run() && !watch->read().running())
-            result.text = tr("The job waits, but the server would not run it: use \u201CRun "
-                             "all\u201D");
+        if (job.run)
+            runMade(result);
     });
 }
 
@@ -217,13 +229,36 @@ void QueueWorker::run(int number, const JobKey& key)
     });
 }
 
+/// Ends a running job; what goes on in spite of that is ended by force later.
+bool QueueWorker::killRunning(const Job& job)
+{
+    const auto tree = std::make_shared<JobTree>(job);
+    stopKeeping(queue);
+    if (!killJob(server, job, CLUSTER_PATIENCE))
+        return false;
+    tree->lookAgain();
+    QTimer::singleShot(GRACE, this, [tree] {
+        if (!tree->allGone())
+            (void)tree->killRest();
+    });
+    return true;
+}
+
 void QueueWorker::kill(int number, const JobKey& key)
 {
     answer(number, [&](Answer& result) {
         queue = watch->read();
-        if (!find(key).isRunning())
+        const Job& job = find(key);
+        if (job.isWaiting() && !JobDirectory(job).setCancelled(true))
+            throw JobError(JobError::FILE_FAILED, withReason("the job cannot be cancelled"));
+        rows.forget(job);  // the mark is in a file of it
+        if (job.hasEnded())
             result.text = tr("The job had ended before it could be killed");
-        else if (!killJob(server, find(key), CLUSTER_PATIENCE))
+        else if (job.hasLostItsId())
+            result.text = tr("The job has ended without a report, and its process id belongs to "
+                             "another process: the server marks it as killed within a minute or "
+                             "two");
+        else if (job.isRunning() && !killRunning(job))
             result.text = tr("The job could not be killed; it may just have ended");
         result.ok = result.text.isEmpty();
     });
@@ -257,6 +292,7 @@ void QueueWorker::submitAgain(int number, const JobKey& key)
     answer(number, [&](Answer& result) {
         const Job& job = find(key);
         server.ensure();
+        rows.forget(job);
         tellMade(Submission::again(server, job), result);
     });
 }

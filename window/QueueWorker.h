@@ -56,6 +56,8 @@ private:
     template <typename Call>
     void answer(int number, Call call);
     void tellMade(const std::string& place, Answer& result);
+    void runMade(Answer& result);
+    bool killRunning(const Job& job);
     void look();
     void scheduleRead();
     void lookAtClusters();

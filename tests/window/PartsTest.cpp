@@ -241,10 +241,12 @@ void PartsTest::actionsSayWhyNot_data()
     row(ZoJobPanel::RUN, "ww", "1", "");
     row(ZoJobPanel::RUN, "dw", "0", "waiting");
     row(ZoJobPanel::RUN, "rw", "1", "running");
-    row(ZoJobPanel::KILL, "ww", "0", "No job");
+    row(ZoJobPanel::KILL, "ww", "", "No job");
     row(ZoJobPanel::KILL, "rw", "0", "");
     row(ZoJobPanel::KILL, "rw", "", "");
-    row(ZoJobPanel::KILL, "rw", "1", "not running");
+    row(ZoJobPanel::KILL, "dw", "1", "");
+    row(ZoJobPanel::KILL, "dw", "1x", "Another");
+    row(ZoJobPanel::KILL, "dw", "0", "neither");
     row(ZoJobPanel::REMOVE, "rw", "", "Select");
     row(ZoJobPanel::REMOVE, "rw", "0", "kill");
     row(ZoJobPanel::REMOVE, "rw", "01", "");

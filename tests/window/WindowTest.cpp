@@ -45,6 +45,7 @@ private slots:
     void cleanup();
 
     void submitsRunsShowsAndEnds();
+    void runHoldsItsWord();
     void failureIsShownWithItsLastLines();
     void killAsksAndKills();
     void removeNamesDirectoriesAndSparesForeignOnes();
@@ -135,6 +136,20 @@ void WindowTest::submitsRunsShowsAndEnds()
     QVERIFY(WindowWorld::waitFor([&] { return output()->toPlainText() == "first\nlast\n"; }));
 }
 
+/// "Run at once" holds behind a job that was started alone, too, and when the window is closed.
+void WindowTest::runHoldsItsWord()
+{
+    submit("sleep 1", false);
+    action(ZoJobPanel::RUN)->trigger();
+    QVERIFY(waitForState(0, ZoJobRow::RUNNING));
+    submit("true");
+    QCOMPARE(rows()[1].state, ZoJobRow::WAITING);
+    window.reset();
+    QVERIFY(WindowWorld::waitFor([] { return ::system("pgrep -x zojob >/dev/null") != 0; }));
+    open();
+    QVERIFY(waitForState(1, ZoJobRow::DONE));
+}
+
 void WindowTest::failureIsShownWithItsLastLines()
 {
     submit("printf 'begin\\rstart\\n'; echo; echo it went wrong; exit 3");
@@ -162,14 +177,24 @@ void WindowTest::killAsksAndKills()
 {
     submit("sleep 100");
     QVERIFY(waitForState(0, ZoJobRow::RUNNING));
+    submit("true", false);
     const auto box = [&] { return window->findChild<QMessageBox*>(); };
-    action(ZoJobPanel::KILL)->trigger();
-    pressIn(box(), QMessageBox::RejectRole);
-    QVERIFY(WindowWorld::waitFor([&] { return !box(); }));
+    const auto kill = [&](int row, QMessageBox::ButtonRole role) {
+        QVERIFY(WindowWorld::waitFor([&] { return !box(); }));
+        table()->selectRow(row);
+        action(ZoJobPanel::KILL)->trigger();
+        pressIn(box(), role);
+    };
+    kill(0, QMessageBox::RejectRole);
+    kill(1, QMessageBox::AcceptRole);  // a waiting one
+    QVERIFY(waitForState(1, ZoJobRow::CANCELLED));
     QCOMPARE(rows()[0].state, ZoJobRow::RUNNING);
-    action(ZoJobPanel::KILL)->trigger();
-    pressIn(box(), QMessageBox::AcceptRole);
+    action(ZoJobPanel::SUBMIT_AGAIN)->trigger();
+    QVERIFY(waitForState(1, ZoJobRow::WAITING));
+    QCOMPARE(rows().size(), 2);
+    kill(0, QMessageBox::AcceptRole);
     QVERIFY(waitForState(0, ZoJobRow::KILLED));
+    QCOMPARE(rows()[1].state, ZoJobRow::WAITING);
 }
 
 void WindowTest::removeNamesDirectoriesAndSparesForeignOnes()
