@@ -3,8 +3,11 @@
 #include "jobs/JobError.h"
 #include "jobs/Text.h"
 #include "schedule/ZoClient.h"
+#include "schedule/ZoIdentity.h"
 
 #include <cerrno>
+#include <cmath>
+#include <cstring>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -27,6 +30,23 @@ std::string Server::portComplaint()
 void Server::onSilence(void (*function)())
 {
     ZoClient::onSilence = function;
+}
+
+static void (*tellSlowLookup)(const std::string&) = nullptr;
+
+static void sayLookup(const char* name, const char* official, double seconds)
+{
+    const std::string both =
+        std::strcmp(name, official) == 0 ? std::string(name) : std::string(official) + " " + name;
+    tellSlowLookup("looking up the name of this machine, " + std::string(name) + ", took " +
+                   std::to_string(std::lround(seconds)) +
+                   " seconds; it takes none with the line '127.0.1.1 " + both + "' in /etc/hosts");
+}
+
+void Server::onSlowLookup(void (*function)(const std::string&))
+{
+    tellSlowLookup = function;
+    ZoIdentity::onSlowLookup = function ? sayLookup : nullptr;
 }
 
 /// " (NAME)", as far as it is known.

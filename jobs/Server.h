@@ -67,6 +67,10 @@ public:
     /// seconds. For a program that can tell its user why nothing happens.
     static void onSilence(void (*function)());
 
+    /// Has a function called when finding the name of this machine took more than a second, with
+    /// a sentence that says so and what helps.
+    static void onSlowLookup(void (*function)(const std::string& sentence));
+
     /// What is wrong with the port that the variable JOB_PORT names; empty when nothing is.
     static std::string portComplaint();
 };

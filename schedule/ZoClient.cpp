@@ -159,7 +159,9 @@ int ZoClient::startAndConnect()
 {
     ZoLauncher::collect();
     const int launcher = ZoLauncher::start(root, port);
-    long long deadline = UtClock::now() + SECONDS_TO_START * 1000LL;
+    // The server, too, looks up the name of the machine, before it listens.
+    long long deadline =
+        UtClock::now() + SECONDS_TO_START * 1000LL + 2 * ZoIdentity::slowLookupTime();
     while (launcher > 0 && UtClock::now() < deadline) {
         ::poll(nullptr, 0, START_POLL);
         const int fd = connect(nullptr, port, &otherUser);

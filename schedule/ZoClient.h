@@ -25,7 +25,8 @@ public:
         MAX_JOBS = 2000000,     ///< in a list; more is no list, but an attack on our memory
         NOBODY = -1,            ///< result of connect(): no connection could be made
         STRANGER = -2,          ///< result of connect(): another user is at the other end
-        SECONDS_TO_START = 10   ///< that a started server has to accept connections
+        SECONDS_TO_START = 10   ///< that a started server has to accept connections, besides the
+                                ///< time that it takes to look up the name of the machine
     };
 
     /// Called when a server has taken a request and not begun to answer for SECONDS_TO_NOTICE;

@@ -22,12 +22,22 @@ static const Command COMMANDS[] = {
     { "window", windowCommand }, { "keep", keepCommand },
 };
 
+static void noteLookup(const std::string& sentence)
+{
+    static bool isSaid = false;
+    if (!isSaid)
+        note(sentence);
+    isSaid = true;
+}
+
 static int runOptions(const Options& options)
 {
     for (const Command& command : COMMANDS)
         if (options.command == command.name) {
             if (!Server::portComplaint().empty())
                 note(Server::portComplaint());
+            if (!options.quiet)
+                Server::onSlowLookup(noteLookup);
             return command.function(options);
         }
     print(options.text);

@@ -11,7 +11,9 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <sys/inotify.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -23,6 +25,20 @@ extern "C" int inotify_add_watch(int fd, const char* path, unsigned mask) noexce
     static const auto real =
         (int (*)(int, const char*, unsigned))::dlsym(RTLD_NEXT, "inotify_add_watch");
     return kernelTells ? real(fd, path, mask) : (errno = ENOSPC, -1);
+}
+
+static bool namesAreSlow = false;
+static int slowLookups = 0;
+
+/// The same: a machine whose name server does not answer.
+extern "C" __attribute__((visibility("default"))) struct hostent* gethostbyname(const char* name)
+{
+    static const auto real = (struct hostent * (*)(const char*))::dlsym(RTLD_NEXT, "gethostbyname");
+    if (!namesAreSlow)
+        return real(name);
+    ++slowLookups;
+    ::usleep(1010000);
+    return nullptr;
 }
 
 class QueueWatching : public ::testing::Test
@@ -82,4 +98,18 @@ TEST_F(QueueWatching, LooksSlowlyWhereNobodyTells)
     EXPECT_FALSE(watch.hasChanged()) << "each question looks at the file";
     EXPECT_LT(secondsToChange(watch), QueueWatch::SLOW_LOOK + 0.5);
     EXPECT_EQ(1u, watch.read().jobs.size());
+}
+
+TEST_F(QueueWatching, ANameThatTakesLongIsLookedUpOnceAndSaid)
+{
+    static std::string said;
+    Server::onSlowLookup([](const std::string& sentence) { said += sentence; });
+    namesAreSlow = true;
+    for (int i = 0; i < 3; ++i)
+        (void)readQueue(server);
+    namesAreSlow = false;
+    EXPECT_EQ(1, slowLookups);
+    EXPECT_EQ("looking up the name of this machine, node1, took 1 seconds; it takes none with the "
+              "line '127.0.1.1 node1' in /etc/hosts",
+              said);
 }
