@@ -256,11 +256,6 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can have a second user id here";
-    const auto asStranger = [](const std::function<void()>& what) {
-        ::seteuid(65534);
-        what();
-        ::seteuid(0);
-    };
     ::umask(0);
     for (const char* place :
          { "marker-link", "marker-other", "log-link", "log-own-link", "log-pipe" })
@@ -270,7 +265,7 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
     fs::create_symlink("../precious", "marker-link/.1");
     fs::create_symlink("../emptied", "log-own-link/log");
     ::mkfifo("log-pipe/log", 0666);
-    asStranger([] {
+    Sandbox::asStranger([] {
         Sandbox::write("marker-other/.1", "");
         fs::create_symlink("../precious", "log-link/log");
     });
@@ -373,6 +368,7 @@ TEST_F(JobList, CommandInheritsNothingAndKeepsItsOutputInOrder)
 {
     const std::string command =
         "for f in /proc/$$/fd/*; do [ -e $f ] && echo ${f##*/}; done; "
+        "(true &); sleep 0.2; ps o stat= --ppid $PPID | grep -c Z; "
         "grep -c SigIgn.*00000$ /proc/$$/status; echo error >&2; echo end; exit 3";
     list.port = Sandbox::freePort();
     list.submit(command.c_str(), "", "d");
@@ -390,7 +386,7 @@ TEST_F(JobList, CommandInheritsNothingAndKeepsItsOutputInOrder)
     const std::string log = Sandbox::read("scheduler.log");
     EXPECT_TRUE(std::regex_search(log, std::regex("\\d\\d:13\\.20 +\\d+: executing \"for f")))
         << log;
-    EXPECT_EQ("Starting \"" + command + "\"\n0\n1\n2\n1\nerror\nend\n", Sandbox::read("d/log"));
+    EXPECT_EQ("Starting \"" + command + "\"\n0\n1\n2\n0\n1\nerror\nend\n", Sandbox::read("d/log"));
 }
 
 TEST_F(JobList, AKilledJobWhoseChildLivesOnStaysKilled)
