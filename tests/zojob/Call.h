@@ -54,4 +54,20 @@ inline std::string joined(const Words& words)
     return text;
 }
 
+/// Calls zojob; the test fails when that does not end with the status. Returns what it prints.
+inline std::string zojob(const Words& words, int status = 0, const std::string& input = "")
+{
+    Call call(words, input);
+    EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
+    return call.out();
+}
+
+/// Calls zojob; the test fails when that is not refused for this reason.
+inline void expectRefusal(const Words& words, const std::string& reason)
+{
+    Call call(words);
+    EXPECT_EQ(1, call.end()) << joined(words);
+    EXPECT_TRUE(holds(call.err(), reason)) << joined(words) << ": " << call.err();
+}
+
 #endif

@@ -107,12 +107,8 @@ TEST_F(View, ListShowsWhatIsAskedFor)
         { { "list", "--state", "waiting", "-n", "1", "--no-header" }, "g" },
         { { "list", "--names", "--state", "running" }, "e" }
     };
-    for (const auto& [words, jobs] : cases) {
-        Call call(words);
-        EXPECT_EQ("", call.err()) << joined(words);
-        EXPECT_EQ(jobs, shown(call.out())) << joined(words) << ": " << call.out();
-        EXPECT_EQ(0, call.end()) << joined(words);
-    }
+    for (const auto& [words, jobs] : cases)
+        EXPECT_EQ(jobs, shown(zojob(words))) << joined(words);
     for (const char* line :
          { "list --state nonsense", "list -n -1", "list -n many", "list surplus", "submit - x",
            "help nonsense", "list --json --watch", "list --watch=0", "--color blue", "nonsense",
@@ -229,13 +225,9 @@ TEST_F(View, NamesMeanTheJobsThatHaveThem)
     };
     for (auto [words, job] : cases) {  // that which failed last is b: it ended after c
         words.insert(words.begin(), "show");
-        Call call(words);
-        EXPECT_EQ(*job ? 0 : 1, call.end()) << joined(words) << ": " << call.err();
-        EXPECT_EQ(job, shown(call.out())) << joined(words);
+        EXPECT_EQ(job, shown(zojob(words, *job ? 0 : 1))) << joined(words);
     }
-    Call ambiguous({ "show", name(6) });
-    EXPECT_EQ(1, ambiguous.end());
-    EXPECT_TRUE(holds(ambiguous.err(), full)) << ambiguous.err();
+    expectRefusal({ "show", name(6) }, full);
     EXPECT_EQ(1, Call({ "log", "7-8", "running", "nobody" }).end());
     EXPECT_TRUE(holds(Call({ "list" }).out(), "\n7 ")) << "the list shows the same names";
 }
@@ -271,11 +263,8 @@ TEST_F(View, LogShowsTheWantedLines)
         { { "log" }, "runs\n" },
         { { "log", name(6) }, "", 1 },
     };
-    for (const auto& [words, out, status] : cases) {
-        Call call(words);
-        EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
-        EXPECT_TRUE(out == call.out()) << joined(words) << ": " << call.out().substr(0, 200);
-    }
+    for (const auto& [words, out, status] : cases)
+        EXPECT_TRUE(out == zojob(words, status)) << joined(words);
     record(4, 12, "sleep 9", "exec", 90, 1);
     record(0, 12, "true", "alpha", 95, 1);
     save();
@@ -313,8 +302,7 @@ TEST_F(View, WaitEndsWithTheHighestStatus)
     };
     for (auto [words, status] : cases) {
         words.insert(words.begin(), "wait");
-        Call call(words);
-        EXPECT_EQ(status, call.end()) << joined(words) << ": " << call.err();
+        zojob(words, status);
     }
 }
 

@@ -1,14 +1,10 @@
 // The command at a prompt: what comes out of a job, what it ends with, what it refuses and keeps.
 
 #include "tests/zojob/Call.h"
-#include "utlib/UtServerSocket.h"
 
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <poll.h>
 #include <random>
 #include <set>
 #include <sys/stat.h>
@@ -155,9 +151,7 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
         words.insert(words.begin(), "submit");
         ::setenv("OF_A", "caller", 1);
         ::unsetenv("OF_B");
-        Call call(words, input);
-        EXPECT_EQ(0, call.end()) << joined(words) << ": " << call.err();
-        EXPECT_EQ(words[1] == "-qLq", call.out().empty()) << joined(words);
+        EXPECT_EQ(words[1] == "-qLq", zojob(words, 0, input).empty()) << joined(words);
         ::setenv("OF_A", "server", 1);
         ::setenv("OF_B", "server", 1);
         EXPECT_EQ(label, job("last")["description"]) << joined(words);
@@ -363,9 +357,7 @@ TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
             name == "forged" ? "sh job || [ -s exit ] || echo $? >exit" : "true";
         server->request("tester submit \"" + command + "\" \"" + name + "\" \"" +
                         Sandbox::path(name) + "\"\n");
-        Call refused({ "remove", "last" });
-        EXPECT_EQ(1, refused.end());
-        EXPECT_TRUE(holds(refused.err(), Sandbox::path(name))) << refused.err();
+        expectRefusal({ "remove", "last" }, Sandbox::path(name));
         EXPECT_TRUE(fs::exists(name));
     }
     EXPECT_EQ(1, Call({ "remove", own, "nonsense" }).end()) << "a wrong name, and nothing happens";
@@ -385,9 +377,7 @@ TEST_F(Zojob, KillSparesAProcessThatHasGotTheJobsId)
     Sandbox::write(Sandbox::queueFile(), "11:true::" + Sandbox::path("place") +
                                              ":1:" + std::to_string(::time(nullptr) - 60) +
                                              ":0:0:" + std::to_string(another.pid) + "\n");
-    Call refused({ "kill" });
-    EXPECT_EQ(1, refused.end());
-    EXPECT_TRUE(holds(refused.err(), "belongs to another process")) << refused.err();
+    expectRefusal({ "kill" }, "belongs to another process");
     EXPECT_EQ(0, ::waitpid(another.pid, nullptr, WNOHANG)) << "the innocent has ended";
     ::kill(another.pid, SIGKILL);
 }
@@ -401,9 +391,7 @@ TEST_F(Zojob, SubmissionThatCannotBeSavedIsNoSuccess)
     };
     const auto before = count();
     fs::permissions(Sandbox::queueFile(), fs::perms::owner_read);
-    Call refused({ "submit", "--quiet", "true" });
-    EXPECT_EQ(1, refused.end());
-    EXPECT_TRUE(holds(refused.err(), "it is not in the queue")) << refused.err();
+    expectRefusal({ "submit", "--quiet", "true" }, "it is not in the queue");
     EXPECT_EQ(before, count());
 }
 
