@@ -106,6 +106,15 @@ void Sandbox::noPasswordEntry()
     writeDatabase("passwd", "");
 }
 
+void Sandbox::asStranger(const std::function<void()>& what)
+{
+    if (::seteuid(STRANGER) != 0)
+        return fail("cannot become another user");
+    what();
+    if (::seteuid(0) != 0)
+        fail("cannot become root again");
+}
+
 void Sandbox::setHostName(const std::string& name, const std::string& official)
 {
     writeDatabase("hosts", "127.0.0.1 " + official + " " + name + "\n127.0.0.1 localhost\n");

@@ -13,7 +13,7 @@
 class Sandbox
 {
 public:
-    enum { SCHEDULE_PORT = 7160 };
+    enum { SCHEDULE_PORT = 7160, STRANGER = 65534 };
 
     /// Called with what went wrong in here. Prints it and ends the program, unless it is set.
     static void (*fail)(const std::string& what);
@@ -38,6 +38,8 @@ public:
     /// Renaming needs the option "-w" of sandbox.sh, which tests have.
     static void setUser(const std::string& name);
     static void noPasswordEntry();
+    /// Does something as the user STRANGER. For root only.
+    static void asStranger(const std::function<void()>& what);
     /// Names the machine; `official` is what the hosts file gives as its full name.
     static void setHostName(const std::string& name, const std::string& official);
 

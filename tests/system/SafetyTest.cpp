@@ -23,14 +23,11 @@ extern "C" __attribute__((visibility("default"))) int getpeername(int fd, sockad
     return result;
 }
 
-static const uid_t STRANGER = 65534;
-
 /// What another user gets from the server for these bytes.
 static std::string requestOfStranger(int port, const std::string& bytes)
 {
-    EXPECT_EQ(0, ::seteuid(STRANGER));
-    const std::string reply = Sandbox::request(port, bytes);
-    EXPECT_EQ(0, ::seteuid(0));
+    std::string reply;
+    Sandbox::asStranger([&] { reply = Sandbox::request(port, bytes); });
     return reply;
 }
 
@@ -47,9 +44,8 @@ TEST(Safety, StrangersGetErrorWhateverTheySend)
         EXPECT_EQ(list, server.request("tester list\n")) << "after a stranger's " << bytes;
     }
     ::kill(server.pid(), SIGSTOP);  // until a stranger who does not wait for an answer has gone
-    EXPECT_EQ(0, ::seteuid(STRANGER));
-    UtSocket::close(server.connect("tester submit \"true\" \"\" \"\"\n"));
-    EXPECT_EQ(0, ::seteuid(0));
+    Sandbox::asStranger(
+        [&] { UtSocket::close(server.connect("tester submit \"true\" \"\" \"\"\n")); });
     ::kill(server.pid(), SIGCONT);
     EXPECT_EQ(list, server.ask("list"));
 }
@@ -128,15 +124,6 @@ TEST(Safety, RootIsServed)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can be root";
-    ASSERT_EQ(0, ::seteuid(STRANGER));
-    ZoJobServer server(0);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        server.mainLoop();
-        ::_exit(0);
-    }
-    ASSERT_EQ(0, ::seteuid(0));
-    EXPECT_EQ("done\n", Sandbox::request(server.port, "tester status\n"));
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
+    TestServer server(0, [](ZoJobServer&) { EXPECT_EQ(0, ::seteuid(Sandbox::STRANGER)); });
+    EXPECT_EQ("done\n", server.ask("status"));
 }

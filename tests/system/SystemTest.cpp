@@ -73,18 +73,6 @@ TEST_F(System, AnswersByteForByte)
     EXPECT_EQ(0, server.wait());
 }
 
-TEST_F(System, RunsTheWaitingJobsOneAfterAnother)
-{
-    TestServer server;
-    const std::string job = "submit \"echo in >> ../order; sleep 0.3; echo out >> ../order\" \"\" ";
-    EXPECT_EQ("ok\nok\nok\n", server.ask(job + "d1\n" + job + "d2\nrun"));
-    EXPECT_TRUE(server.waitForStatus("done"));
-    EXPECT_EQ("in\nout\nin\nout\n", Sandbox::read("order"));
-    const ZoJobList list;
-    ASSERT_EQ(2, list.jobs.size());
-    EXPECT_LT(list.jobs[0]->endTime, list.jobs[1]->startTime) << "a second is between them";
-}
-
 TEST_F(System, KillsTheWholeTreeAndStartsNoFurtherJob)
 {
     TestServer server;
@@ -112,10 +100,12 @@ TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
 TEST_F(System, RunningOneJobDoesNotGoOnButAFullRunDoesAlsoAfterAKill)
 {
     TestServer server;
+    const std::string log = "echo in >>../order; sleep 0.3; echo out >>../order";
     Sandbox::write(Sandbox::queueFile(), "10:true::d1:1:0:0:0:-1\n"
                                          "10:until [ -e go ]; do sleep 0.1; done::d2:2:0:0:0:-1\n"
-                                         "10:sleep 60::d1:3:0:0:0:-1\n10:true::d2:4:0:0:0:-1\n"
-                                         "10:true::d1:5:0:0:0:-1\n");
+                                         "10:sleep 60::d1:3:0:0:0:-1\n10:" +
+                                             log + "::d2:4:0:0:0:-1\n10:" + log +
+                                             "::d1:5:0:0:0:-1\n");
     for (const char* marker : { "d1/.1", "d2/.2", "d1/.3", "d2/.4", "d1/.5" })
         Sandbox::write(marker, "");
     const auto states = [&] { return std::regex_replace(server.ask("list"), LIST_LINE, "$1 "); };
@@ -130,6 +120,9 @@ TEST_F(System, RunningOneJobDoesNotGoOnButAFullRunDoesAlsoAfterAKill)
     EXPECT_EQ("ok\n", server.ask("run 4 d2"));  // the full run was not at its end
     EXPECT_TRUE(server.waitForStatus("done"));
     EXPECT_EQ("5 12 12 13 12 12 ", states());
+    EXPECT_EQ("in\nout\nin\nout\n", Sandbox::read("order"));
+    const ZoJobList list;
+    EXPECT_LT(list.jobs[3]->endTime, list.jobs[4]->startTime) << "a second is between them";
     EXPECT_EQ("ok\nok\n", server.ask("submit \"true\" \"\" d1\nsubmit \"true\" \"\" d2"));
     const std::string last = std::regex_replace(server.ask("list"), LIST_LINE, "$2 d1\n");
     EXPECT_EQ("ok\n", server.ask("run " + last.substr(last.rfind('\n', last.size() - 2) + 1)));
@@ -258,7 +251,9 @@ TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
         EXPECT_TRUE(Sandbox::waitFor([&] { return (fd = open()) >= 0; }));
         EXPECT_NE(0, ::kill(server.si_pid, 0)) << "the first server is left as a zombie";
         UtDArray<UtHandle<ZoJob>> jobs;
+        const long descriptors = ProcessTable::descriptors(::getpid());
         ASSERT_EQ(1, ZoScheduleJobList(fd, jobs));
+        EXPECT_EQ(descriptors - 1, ProcessTable::descriptors(::getpid())) << "it closes its own";
         EXPECT_STREQ("echo 'a' | cat", jobs[0]->command);
         EXPECT_EQ(0, ZoScheduleJobRun(open(), jobs[0]));
         EXPECT_EQ(-1, ZoScheduleJobRun(open(), nullptr));
@@ -305,17 +300,14 @@ TEST_F(System, ApplicationTellsAStrangerNothingAndUsesAPortOfItsOwn)
     ASSERT_TRUE(Sandbox::schedulePortIsFree());
     fs::create_symlink(KELVO_BUILD_DIR "/bin/start", "app/bin/start");
     UtServerSocket stranger(1);
-    ASSERT_EQ(0, ::seteuid(65534));
-    ASSERT_EQ(0, stranger.openSocket(Sandbox::SCHEDULE_PORT, -1, 25));
-    ASSERT_EQ(0, ::seteuid(0));
+    Sandbox::asStranger([&] { stranger.openSocket(Sandbox::SCHEDULE_PORT, -1, 25); });
     const std::string own = std::to_string(Sandbox::freePort());
     for (const std::string& wrong : { std::string("0"), std::string("65536"), own + "x" }) {
         ::setenv("JOB_PORT", wrong.c_str(), 1);
         EXPECT_EQ(0, begin([&] { EXPECT_EQ(-1, open()); })->end()) << "and does not even connect";
         const auto application = begin([&] { EXPECT_EQ(-1, open("localhost")); });
-        EXPECT_EQ(0, ::seteuid(65534));  // who accepts a connection is its owner
-        const int fd = stranger.accept();
-        EXPECT_EQ(0, ::seteuid(0));
+        int fd = -1;  // who accepts a connection is its owner
+        Sandbox::asStranger([&] { fd = stranger.accept(); });
         char byte;
         EXPECT_EQ(0, ::recv(fd, &byte, 1, 0)) << "a byte of the application's";
         UtSocket::close(fd);
@@ -379,27 +371,4 @@ TEST_F(System, ApplicationSendsNothingThatARequestLineCannotCarry)
     }
     char sent;
     EXPECT_EQ(-1, ::recv(ends[1], &sent, 1, MSG_DONTWAIT));
-}
-
-TEST_F(System, EightApplicationsAtTheSameTimeLoseNoJob)
-{
-    ASSERT_TRUE(Sandbox::schedulePortIsFree());
-    ::setenv("JOB_SYNC", "off", 1);  // 1,600 changes
-    TestServer server(Sandbox::SCHEDULE_PORT);
-    std::unique_ptr<Process> applications[8];
-    for (auto& application : applications)
-        application = begin([] {
-            for (int i = 0; i < 200; ++i) {
-                const int fd = open();
-                EXPECT_EQ(0, ZoScheduleJobSubmit(fd, "true", "", "d1"));
-                ::close(fd);
-            }
-        });
-    for (const auto& application : applications)
-        EXPECT_EQ(0, application->end());
-    UtDArray<UtHandle<ZoJob>> jobs;
-    const int fd = open();
-    const long descriptors = ProcessTable::descriptors(::getpid());
-    EXPECT_EQ(1600, ZoScheduleJobList(fd, jobs));
-    EXPECT_EQ(descriptors - 1, ProcessTable::descriptors(::getpid())) << "it closes its own";
 }

@@ -13,8 +13,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-static const uid_t STRANGER = 65534;
-
 static std::function<void(inet_diag_req_v2&)> atLookup;
 
 // This replaces the C library's, inside libutlib too.
@@ -72,7 +70,7 @@ TEST(Peer, ClientKnowsWhoListensBeforeAndAfterTheAccept)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can have a second user id here";
-    for (const uid_t user : { (uid_t)0, STRANGER })
+    for (const uid_t user : { (uid_t)0, (uid_t)Sandbox::STRANGER })
         for (const char* host : { "127.0.0.1", "::1" }) {
             ASSERT_EQ(0, ::seteuid(user));
             const sockaddr_in6 any = { AF_INET6, 0, 0, IN6ADDR_ANY_INIT, 0 };  // for IPv4, too
@@ -101,22 +99,18 @@ TEST(Peer, ListenerThatComesLaterDoesNotVouchForTheServer)
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can have a second user id here";
     UtServerSocket strangers(1), innocent(1);
-    ASSERT_EQ(0, ::seteuid(STRANGER));
-    ASSERT_EQ(0, strangers.openSocket(0, -10, 0));
-    ASSERT_EQ(0, ::seteuid(0));
-    EXPECT_EQ(STRANGER, UtPeer::listenerOf(strangers.port));
+    Sandbox::asStranger([&] { EXPECT_EQ(0, strangers.openSocket(0, -10, 0)); });
+    EXPECT_EQ(Sandbox::STRANGER, UtPeer::listenerOf(strangers.port));
     const int client = UtSocket::connect(nullptr, strangers.port);
     int served = -1;
     atLookup = [&](inet_diag_req_v2& question) {
         if (question.id.idiag_dport != 0)
             return;  // this is not the question for the listener
-        EXPECT_EQ(0, ::seteuid(STRANGER));
-        served = strangers.accept();
-        EXPECT_EQ(0, ::seteuid(0));
+        Sandbox::asStranger([&] { served = strangers.accept(); });
         ::close(std::exchange(strangers.descriptor, -1));
         EXPECT_EQ(0, innocent.openSocket(strangers.port, -10, 0));
     };
-    EXPECT_EQ(STRANGER, UtPeer::serverOf(client));
+    EXPECT_EQ(Sandbox::STRANGER, UtPeer::serverOf(client));
     EXPECT_LE(0, served);
     atLookup = nullptr;
     ::close(served);
