@@ -123,6 +123,17 @@ std::string cut(const std::string& text, std::size_t columns)
     return text.substr(0, fitting(text, columns - 1, taken)) + "…";
 }
 
+std::string cutMiddle(const std::string& text, std::size_t columns)
+{
+    const std::size_t all = width(text), tail = columns * 2 / 3;
+    if (all <= columns)
+        return text;
+    std::size_t taken, end = fitting(text, all - tail, taken);
+    if (all - taken > tail)  // a wide character stands across the place
+        end += sequence(text, end);
+    return cut(text, columns - tail) + text.substr(end);
+}
+
 std::string shellQuoted(const std::string& word)
 {
     std::string result = "'";

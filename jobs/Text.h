@@ -19,6 +19,9 @@ std::size_t width(const std::string& text);
 /// UTF-8 text cut to at most `columns` columns, with "…" at its end when something was cut off.
 std::string cut(const std::string& text, std::size_t columns);
 
+/// The same with "…" in the middle, for texts that differ at their ends, as paths do.
+std::string cutMiddle(const std::string& text, std::size_t columns);
+
 /// The word in single quotes, so that sh reads exactly these bytes back.
 std::string shellQuoted(const std::string& word);
 

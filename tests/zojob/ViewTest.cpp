@@ -6,7 +6,11 @@
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <poll.h>
+#include <pty.h>
 #include <regex>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -335,6 +339,77 @@ TEST_F(View, WatchGoesOnUntilNobodyReads)
     Call left("\"$0\" \"$@\" | head -n 1", { "list", "--watch=0.1" });
     EXPECT_TRUE(left.hasEnded(5)) << "the reader has gone";
     left.end();
+}
+
+/// `list --watch` on a terminal of its own.
+class Watched
+{
+public:
+    int terminal = -1;
+    pid_t pid;
+
+    explicit Watched(struct winsize size)
+    {
+        pid = ::forkpty(&terminal, nullptr, nullptr, &size);
+        if (pid == 0) {
+            ::setenv("TERM", "xterm", 1);
+            ::setenv("NO_COLOR", "1", 1);
+            ::execl(KELVO_BUILD_DIR "/bin/zojob", "zojob", "list", "--watch=60", nullptr);
+            ::_exit(127);
+        }
+    }
+    ~Watched() { ::close(terminal); }
+
+    /// Whether the text comes within a few seconds, after what was looked for before.
+    bool shows(const std::string& text)
+    {
+        struct pollfd ready = { terminal, POLLIN, 0 };
+        char buffer[4096];
+        for (long n = 0; n >= 0 && !holds(seen, text);) {
+            n = ::poll(&ready, 1, 5000) > 0 ? ::read(terminal, buffer, sizeof buffer) : -1;
+            seen.append(buffer, n > 0 ? n : 0);
+        }
+        const bool isThere = holds(seen, text);
+        seen.erase(0, isThere ? seen.find(text) + text.size() : 0);
+        return isThere;
+    }
+    /// Whether keys are shown, and taken line by line.
+    bool isAsBefore() const
+    {
+        struct termios now = {};
+        return ::tcgetattr(terminal, &now) == 0 && (now.c_lflag & ECHO) && (now.c_lflag & ICANON);
+    }
+
+private:
+    std::string seen;
+};
+
+TEST_F(View, WatchFitsTheTerminalAndGivesItBack)
+{
+    Sandbox::write("place5/." + name(6), "");  // of the same second as the next one
+    records[5].replace(records[5].find(name(5)), name(5).size(), name(6));
+    save();
+    const std::string enter = "\033[?1049h", leave = "\033[?1049l";
+    const std::pair<int, int> ends[] = { { 0, 0 }, { SIGTERM, SIGTERM }, { SIGINT, SIGINT } };
+    for (const auto& [signal, expected] : ends) {
+        Watched watched({ 6, 40, 0, 0 });
+        EXPECT_TRUE(watched.shows(enter) && watched.shows("... 4 more"));
+        EXPECT_FALSE(watched.isAsBefore());
+        const struct winsize larger = { 24, 80, 0, 0 };
+        ::ioctl(watched.terminal, TIOCSWINSZ, &larger);
+        EXPECT_TRUE(watched.shows("\u2026rld/place6  waiting") && watched.shows("golf"));
+        ::kill(watched.pid, SIGTSTP);  // which nobody could continue here
+        EXPECT_TRUE(watched.shows(leave) && watched.shows(enter) && watched.shows("golf"));
+        if (signal)
+            ::kill(watched.pid, signal);
+        else
+            EXPECT_EQ(1, ::write(watched.terminal, "q", 1));
+        EXPECT_TRUE(watched.shows(leave));
+        int status = -1;
+        EXPECT_TRUE(Sandbox::waitFor([&] { return ::waitpid(watched.pid, &status, WNOHANG) > 0; }));
+        EXPECT_EQ(expected, status);
+        EXPECT_TRUE(watched.isAsBefore());
+    }
 }
 
 TEST_F(View, OutputThatCannotBeWrittenIsAFailure)

@@ -38,6 +38,16 @@ std::string summary(const std::vector<Listed>& all)
     return countText(all) + (standsStill(all) ? HOW_TO_RUN : "");
 }
 
+void printList(const std::vector<Listed>& jobs, const std::vector<Listed>& all,
+               const Options& options)
+{
+    const TerminalSize size = options.wide ? TerminalSize() : terminalSize();
+    for (const std::string& line : tableLines(jobs, options, size.columns))
+        print(line + "\n");
+    if (!options.noHeader)
+        print(summary(all) + "\n");
+}
+
 /// What a shell completes: a name, a tab, a state and a description.
 static void listNames(const std::vector<Listed>& jobs)
 {
@@ -58,10 +68,7 @@ int listCommand(const Options& options)
     } else if (options.json) {
         writeJsonList(jobs);
     } else {
-        for (const std::string& line : tableLines(jobs, options))
-            print(line + "\n");
-        if (!options.noHeader)
-            print(summary(all) + "\n");
+        printList(jobs, all, options);
     }
     return DONE_WELL;
 }

@@ -16,6 +16,10 @@ std::vector<Listed> selectJobs(const std::vector<Listed>& all, const Options& op
 /// The line behind a list: how many jobs are in which state, and what to do where none runs.
 std::string summary(const std::vector<Listed>& all);
 
+/// Writes some of all jobs as a table, and the line behind it.
+void printList(const std::vector<Listed>& jobs, const std::vector<Listed>& all,
+               const Options& options);
+
 /// Lists again at each change, and when the time is over in which running times grow unseen; on a
 /// terminal on one screen, until somebody types "q".
 int watchList(const Server& server, const Options& options);

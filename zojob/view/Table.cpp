@@ -5,8 +5,10 @@
 #include "zojob/Report.h"
 #include "zojob/view/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -20,7 +22,8 @@ static const char* const STATE_COLORS[JOB_STATE_COUNT] = { "\033[33m", "\033[1;3
                                                            "\033[31m", "\033[31m",   "\033[31m",
                                                            "\033[35m", "\033[35m" };
 static const char* const PLAIN = "\033[0m";
-static const std::size_t FIELD = 14;  // columns of a field's name
+static const std::size_t FIELD = 14;            // columns of a field's name
+static const std::size_t LEAST_DIRECTORY = 12;  // columns of one in a job's name
 
 void printField(const char* name, const std::string& value)
 {
@@ -29,12 +32,18 @@ void printField(const char* name, const std::string& value)
     print(line + value + "\n");
 }
 
+bool isCapable()
+{
+    const char* const type = std::getenv("TERM");
+    return type && *type && std::strcmp(type, "dumb") != 0 && ::isatty(STDOUT_FILENO);
+}
+
 bool wantsColor(const Options& options)
 {
     const char* const refused = std::getenv("NO_COLOR");
     if (options.color != "auto")
         return options.color == "always";
-    return !(refused && refused[0]) && ::isatty(STDOUT_FILENO);
+    return !(refused && refused[0]) && isCapable();
 }
 
 TerminalSize terminalSize()
@@ -62,13 +71,24 @@ std::string coloredState(JobState state, bool color, std::size_t columns)
     return color ? STATE_COLORS[(int)state] + name + PLAIN : name;
 }
 
-static Row makeRow(const Listed& one, bool wide)
+/// A name as it is shown where a line has so many columns: of ID:DIRECTORY, both ends of the
+/// directory. Our own names are short.
+static std::string shownName(const std::string& name, std::size_t limit)
+{
+    const std::size_t directory = name.find(':') + 1;
+    const std::size_t most = std::max(limit / 3, directory + LEAST_DIRECTORY);
+    if (directory == 0)
+        return name;
+    return name.substr(0, directory) + cutMiddle(name.substr(directory), most - directory);
+}
+
+static Row makeRow(const Listed& one, bool wide, std::size_t limit)
 {
     const Job& job = one.job;
     const int status = exitStatus(job);
     const JobDirectory directory(job);
     Row row;
-    row[NAME] = printable(one.name);
+    row[NAME] = shownName(printable(one.name), limit);
     row[STATE] = jobStateName(one.state);
     row[EXIT] = status < 0 ? "-" : std::to_string(status);
     row[TIME] = job.startTime ? duration(job.runTime()) : "-";
@@ -101,16 +121,16 @@ static std::array<std::size_t, COLUMNS> columnWidths(const std::vector<Row>& row
     return widths;
 }
 
-std::vector<std::string> tableLines(const std::vector<Listed>& jobs, const Options& options)
+std::vector<std::string> tableLines(const std::vector<Listed>& jobs, const Options& options,
+                                    std::size_t limit)
 {
     std::vector<Row> rows;
     if (!options.noHeader)
         rows.push_back(HEADER);
     const std::size_t first = rows.size();
     for (const Listed& one : jobs)
-        rows.push_back(makeRow(one, options.wide));
+        rows.push_back(makeRow(one, options.wide, limit));
     const auto widths = columnWidths(rows);
-    const std::size_t limit = options.wide ? TerminalSize().columns : terminalSize().columns;
     const std::size_t start = widths[NAME] + 2 + widths[STATE];  // columns up to the state's end
     const bool color = wantsColor(options) && start <= limit;
     std::vector<std::string> lines;
