@@ -122,6 +122,24 @@ int ZoJobList::remove(UtHandle<ZoJob> job)
     return 0;
 }
 
+void ZoJobList::remove(UtDArray<UtHandle<ZoJob>>& many)
+{
+    UtDArray<UtHandle<ZoJob>> removed, kept;
+    {
+        const ZoQueueBracket bracket(*this);
+        for (long i = 0; i < jobs.size(); ++i) {
+            const bool goes = jobs[i]->state != ZoJob::RUNNING && find(jobs[i], many);
+            (goes ? removed : kept).append(jobs[i]);
+        }
+        jobs.resize(0);
+        for (long i = 0; i < kept.size(); ++i)
+            jobs.append(kept[i]);
+        writeQueue(jobs);
+    }
+    for (long i = 0; i < removed.size(); ++i)
+        ZoJobDirectory::remove(removed[i], homeDirectory);
+}
+
 /// The job to be run, as the jobs just loaded hold it: the one asked for, or the first waiting one.
 static UtHandle<ZoJob> choose(ZoJobList& list, UtHandle<ZoJob> asked)
 {

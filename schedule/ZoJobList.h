@@ -60,6 +60,10 @@ public:
     /// not stopped. Returns 0, or -1 when the queue file does not hold the job.
     int remove(UtHandle<ZoJob> job);
 
+    /// The same for many jobs in one change of the queue file, but those that are running stay.
+    /// What cannot be saved shows at the next load, as the markers are gone.
+    void remove(UtDArray<UtHandle<ZoJob>>& many);
+
     /// Appends one line, which must end in "\n", to the log file: local time, process id, message.
     /// A log file that is a link or another user's is left alone.
     static void log(const char* format, ...) UT_PRINTF(1, 2);

@@ -400,6 +400,8 @@ TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)
     for (const char* const expected : { "1", "2", "3" })
         EXPECT_EQ(expected, Call({ "submit", "-L", expected, "true" }).line());
     EXPECT_EQ(0, Call({ "remove", "2-3" }).end());
+    EXPECT_EQ(0u, server->request("tester list\n").find("1\n")) << "the server knows of both";
+    EXPECT_FALSE(fs::exists(fs::path(directory("1")).parent_path() / "job-2"));
     std::vector<std::unique_ptr<Call>> calls;
     std::set<std::string> names;
     for (int i = 4; i < 24; ++i)  // all at the same time

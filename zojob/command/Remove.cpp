@@ -1,31 +1,48 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
 #include "jobs/JobState.h"
+#include "jobs/QueueRemoval.h"
 #include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
+#include "zojob/command/SignalsHeld.h"
 
-/// Removes one job; false when it was refused, after saying why.
-static bool removeJob(const Server& server, const Queue& queue, const Job& job, bool force)
+/// Why the job must stay; empty where it may go.
+static std::string whyKept(const Job& job, bool isOurs, bool force)
 {
-    const std::string name = jobName(queue, job);
+    // Its command would go on unseen, and nothing else could be run until its end.
+    if (job.isRunning())
+        return "since it is running: 'zojob kill' ends it";
+    if (!isOurs && !force)
+        return "since its directory " + job.directory +
+               " was not made by zojob and would go with all it holds; --force removes both";
+    return "";
+}
+
+/// Whether the job may go; says what that means, or why not.
+static bool isRemovable(const Queue& queue, const Job& job, bool force)
+{
     const bool isOurs = JobDirectory(job).isOurs();
-    if (job.isRunning()) {
-        // Its command would go on unseen, and nothing else could be run until its end.
-        note("job " + name + " stays, since it is running: 'zojob kill' ends it");
-        return false;
-    }
-    if (!isOurs && !force) {
-        note("job " + name + " stays: its directory " + job.directory +
-             " was not made by zojob and would go with all it holds; --force removes both");
-        return false;
-    }
-    if (!isOurs)
-        note("removing job " + name + " with its directory " + job.directory);
-    if (server.remove(job))
+    const std::string why = whyKept(job, isOurs, force);
+    if (!why.empty())
+        note("job " + jobName(queue, job) + " stays, " + why);
+    else if (!isOurs)
+        note("removing job " + jobName(queue, job) + " with its directory " + job.directory);
+    return why.empty();
+}
+
+/// Removes the jobs; false when not all have gone, after saying so.
+static bool removeAll(const Server& server, const Queue& queue, const std::vector<Job>& jobs)
+{
+    if (jobs.empty())
         return true;
-    note("job " + name + " could not be removed: it has gone from the queue meanwhile");
-    return false;
+    server.ensure();  // first: this may start one, and take its time
+    const SignalsHeld held;
+    const std::vector<Job> left = removeJobs(server, jobs);
+    for (const Job& job : left)
+        note("job " + jobName(queue, job) +
+             (job.isRunning() ? " stays, since it has begun to run" : " could not be removed"));
+    return left.empty();
 }
 
 int removeCommand(const Options& options)
@@ -47,8 +64,10 @@ int removeCommand(const Options& options)
     if (kept > 0)
         note(std::to_string(kept) + (kept == 1 ? " job that has" : " jobs that have") +
              " failed stay: --failed or --all removes them");
-    bool all = true;
+    std::vector<Job> removable;
     for (const Job& job : chosen)
-        all = removeJob(server, queue, job, options.force) && all;
+        if (isRemovable(queue, job, options.force))
+            removable.push_back(job);
+    const bool all = removeAll(server, queue, removable) && removable.size() == chosen.size();
     return all ? DONE_WELL : REFUSED;
 }

@@ -8,37 +8,17 @@
 #include "zojob/Report.h"
 #include "zojob/Usage.h"
 #include "zojob/command/Commands.h"
+#include "zojob/command/SignalsHeld.h"
 #include "zojob/command/Waiting.h"
 #include "zojob/view/Json.h"
 
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
-
-/// Keeps Ctrl-C and its like waiting while a job is half made.
-class SignalsHeld
-{
-public:
-    SignalsHeld()
-    {
-        sigset_t held;
-        ::sigemptyset(&held);
-        for (const int signal : { SIGINT, SIGTERM, SIGHUP, SIGQUIT })
-            ::sigaddset(&held, signal);
-        ::sigprocmask(SIG_BLOCK, &held, &before);
-    }
-    ~SignalsHeld() { ::sigprocmask(SIG_SETMASK, &before, nullptr); }
-    SignalsHeld(const SignalsHeld&) = delete;
-    SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-private:
-    sigset_t before;
-};
 
 static std::string readStandardInput()
 {
