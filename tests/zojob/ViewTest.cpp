@@ -449,6 +449,7 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
         { "zojob list --state=kil", "killed" },
         { "zojob help sub", "submit" },
         { "zojob list --state waiting,run", "waiting,running" },
+        { "zojob submit --after=" + name(3) + "," + name(1), name(3) + "," + name(1) },
         { "zojob --color=al", "always" },
         // Put into the line, it is not run.
         { "zojob show " + twin + "/", both + "/\\$\\(x\\)" }

@@ -41,18 +41,20 @@ _zojob_jobs() {
 
 # Completes the name of a job. Descriptions are shown while there is a choice, but never where a
 # choice is put into the line as it stands: nothing in a label may come to be run. A name comes from
-# whoever made the job's directory, and is quoted.
+# whoever made the job's directory, and is quoted. After "after", commas may stand between names.
 _zojob_complete_jobs() {
-    local line name
+    local line name before=''
     local -a names=() lines=()
+    [[ $1 != after || $cur != *,* ]] || before=${cur%,*},
     while IFS= read -r line; do
         printf -v name %q "${line%%$'\t'*}"
-        [[ $name == "$cur"* ]] || continue
-        names+=("$name")
-        lines+=("$name  (${line#*$'\t'})")
+        [[ $before$name == "$cur"* ]] || continue
+        names+=("$before$name")
+        lines+=("$before$name  (${line#*$'\t'})")
     done < <(_zojob_jobs "$1")
     for name in last running failed; do
-        [[ $name == "$cur"* && -n $cur ]] && names+=("$name") lines+=("$name")
+        [[ $before$name == "$cur"* && $cur != "$before" ]] &&
+            names+=("$before$name") lines+=("$before$name")
     done
     if ((${#names[@]} == 1)) || [[ ${COMP_TYPE-} == @(37|42) ]]; then
         lines=("${names[@]}")

@@ -8,11 +8,17 @@
 set -l commands submit add list ls run kill remove rm again log wait show status stop quit window help version
 set -l none "not __fish_seen_subcommand_from $commands"
 
+# __zojob_names [STATES]: the jobs in these states, with what they are; without states, also the words that
+# name a job.
+function __zojob_names
+    set -q argv[1]; and set -l states --state $argv[1]
+    zojob list --names $states 2>/dev/null
+    set -q argv[1]; or printf '%s\t%s\n' last 'the job submitted last' running 'the running job' failed 'the job that failed last'
+end
+
 # __zojob_jobs COMMANDS [STATES]: completes the jobs in these states after one of the commands.
 function __zojob_jobs
-    set -q argv[2]; and set -l states --state $argv[2]
-    complete -c zojob -f -k -n "__fish_seen_subcommand_from $argv[1]" \
-        -a "(zojob list --names $states 2>/dev/null)"
+    complete -c zojob -f -k -n "__fish_seen_subcommand_from $argv[1]" -a "(__zojob_names $argv[2])"
 end
 
 complete -c zojob -f -n $none -a submit -d 'Queue a command'
@@ -32,7 +38,7 @@ complete -c zojob -f -n $none -a help -d 'Say how zojob or a command is used'
 complete -c zojob -f -n $none -a version -d 'Print the version'
 complete -c zojob -f -n '__fish_seen_subcommand_from help' -a "$commands"
 
-complete -c zojob -l host -x -a '(__fish_print_hostnames)' -d 'Use the server on this machine'
+complete -c zojob -l host -x -a '(__fish_print_hostnames)' -d 'Use the server on that machine'
 complete -c zojob -l root -x -a '(__fish_complete_directories)' -d 'Installation directory'
 complete -c zojob -l color -x -a 'auto never always' -d Colour
 complete -c zojob -s h -l help -d 'Say how it is used'
@@ -44,18 +50,18 @@ complete -c zojob -n $submit -s C -l directory -x -a '(__fish_complete_directori
 complete -c zojob -n $submit -s r -l run -d 'Also run the waiting jobs'
 complete -c zojob -n $submit -s w -l wait -d 'Wait, and end with its status'
 complete -c zojob -n $submit -s q -l quiet -d 'Print nothing'
-set -l jobs '(zojob list --names 2>/dev/null)'
-complete -c zojob -n $submit -l after -x -a $jobs -d 'Only if these have ended with 0'
-complete -c zojob -n $submit -l after-any -x -a $jobs -d 'Only if these have ended'
+set -l jobs '(__fish_append , (__zojob_names))'
+complete -c zojob -n $submit -l after -x -k -a $jobs -d 'Only if these have ended with 0'
+complete -c zojob -n $submit -l after-any -x -k -a $jobs -d 'Only if these have ended'
 complete -c zojob -n $submit -l timeout -x -d 'End it after this time'
 complete -c zojob -n $submit -l retry -x -d 'Again while it fails'
 complete -c zojob -n $submit -l then -x -d 'Run this at its end'
-complete -c zojob -n $submit -l shell -x -d 'Shell of the job'
+complete -c zojob -n $submit -l shell -x -a '(__fish_complete_command)' -d 'Shell of the job'
 complete -c zojob -n $submit -l lines -r -F -d 'One job for each line'
 complete -c zojob -n $submit -l slurm -d 'Hand it over to the Slurm cluster'
 complete -c zojob -n $submit -l detach -d 'Go on with the queue once it is handed over'
 complete -c zojob -n $submit -l json -d 'Print the job as JSON'
-complete -c zojob -n $submit -x -a '(__fish_complete_subcommand --fcs-skip=2)'
+complete -c zojob -n $submit -x -a '(__fish_complete_subcommand --fcs-skip=2 -L --label -C --directory --after --after-any --timeout --retry --then --shell --lines)'
 
 set -l list '__fish_seen_subcommand_from list ls'
 complete -c zojob -f -n $list
