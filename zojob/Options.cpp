@@ -16,17 +16,15 @@
 
 static const char* const NAMES_HELP =
     "A JOB is named by its number, 'last', 'running' or 'failed'; another application's by its "
-    "id,\n"
-    "or ID:DIRECTORY. Where several make sense, 3-7 names all of these.";
+    "id, or ID:DIRECTORY. Where several make sense, 3-7 names all of these.";
 static const char* const WORDS_HELP =
-    "Two words or more are a command with exactly these arguments. One word is a line of shell.\n"
+    "Two words or more are a command with exactly these arguments. One word is a line of shell. "
     "A single - reads a script from standard input. The job gets the caller's environment.\n";
 static const char* const COMMON_HELP = "Options of every command: see 'zojob --help'.";
 static const char* const CODES_HELP =
     "Exit codes: 0 done; 1 refused or nothing matched; 2 wrong usage; 3 no server; 124 wait timed "
-    "out;\n130 interrupted. wait and submit --wait end with the job's own: 125 it could not be "
-    "run, "
-    "126 it\nwas skipped, 143 killed.";
+    "out; 130 interrupted. wait and submit --wait end with the job's own: 125 it could not be "
+    "run, 126 it was skipped, 143 killed.";
 
 /// The version in the library's record, "|key|value|key|value...".
 static std::string versionText()
@@ -48,7 +46,8 @@ static std::string ownRoot()
     return program.substr(0, program.rfind('/', bin - 1));
 }
 
-static const double WATCH_INTERVAL = 2;  // seconds, for a --watch without a number
+static const std::size_t HELP_COLUMN = 27;  // where what options do stands
+static const double WATCH_INTERVAL = 2;     // seconds, for a --watch without a number
 
 /// The set-up of CLI11, which fills the options while it parses.
 class Grammar
@@ -79,11 +78,12 @@ Grammar::Grammar(Options& target) : options(target)
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("Positionals", "Arguments");
     app.get_formatter()->label("REQUIRED", "");
+    app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(0, 1);
     app.fallthrough();
     app.set_help_flag("-h,--help", "Say how zojob, or one of its commands, is used");
     app.set_version_flag("-V,--version", versionText(), "Print the version");
-    app.add_option("--host", options.host, "Use the server on this machine")->type_name("NAME");
+    app.add_option("--host", options.host, "Use the server on that machine")->type_name("NAME");
     app.add_option("--root", options.root, "Installation directory whose bin/start starts a server")
         ->type_name("DIR");
     app.add_option("--color", options.color, "Colour: auto, never or always")
@@ -369,7 +369,7 @@ static void checkTogether(Options& options)
 static std::string helpText(CLI::App& app, const std::vector<std::string>& names)
 {
     if (names.empty())  // help() of the app is that of the command that was read
-        return app.get_formatter()->make_help(&app, "", CLI::AppFormatMode::Normal);
+        return app.get_formatter()->make_help(&app, "zojob", CLI::AppFormatMode::Normal);
     for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; }))
         if (command->check_name(names[0]))
             return command->help("zojob");
@@ -389,7 +389,7 @@ Options parseOptions(int argc, char** argv)
         grammar.app.parse(args);
     } catch (const CLI::CallForHelp&) {
         options.command.clear();
-        options.text = grammar.app.help();
+        options.text = wrapped(grammar.app.help());
         return options;
     } catch (const CLI::CallForVersion& version) {
         options.command.clear();
@@ -399,8 +399,8 @@ Options parseOptions(int argc, char** argv)
         throw wrongUsage(grammar.app, error);
     }
     if (options.command == "help" || options.command == "version") {
-        options.text =
-            options.command == "help" ? helpText(grammar.app, options.jobs) : versionText() + "\n";
+        options.text = options.command == "help" ? wrapped(helpText(grammar.app, options.jobs))
+                                                 : versionText() + "\n";
         options.command.clear();
         return options;
     }

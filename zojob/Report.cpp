@@ -14,7 +14,7 @@ struct Answer {
 
 static const Answer ANSWERS[] = {
     { JobError::INVALID, WRONG_USAGE, "" },
-    { JobError::NOT_FOUND, REFUSED, ": 'zojob list' shows them" },
+    { JobError::NOT_FOUND, REFUSED, "; see 'zojob list'" },
     { JobError::NO_SERVER, NO_SERVER, "" },
     { JobError::NO_LAUNCHER, NO_SERVER, "; name the installation directory with --root" },
     { JobError::SILENT_SERVER, NO_SERVER, "" },

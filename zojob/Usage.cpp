@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <sstream>
 #include <unistd.h>
+
+static const std::size_t MOST_COLUMNS = 79;  // of a line of help
 
 static std::string numberText(double number)
 {
@@ -91,6 +94,28 @@ Failure wrongUsage(const CLI::App& app, const CLI::ParseError& error)
 std::string helpHint(const std::string& command)
 {
     return "; see 'zojob " + command + (command.empty() ? "" : " ") + "--help'";
+}
+
+std::string wrapped(const std::string& help)
+{
+    std::string result;
+    std::istringstream lines(help);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty() && result.size() > 1 && result.compare(result.size() - 2, 2, "\n\n") == 0)
+            continue;
+        // What an option does goes on below its beginning.
+        const std::size_t gap = line[0] == ' ' ? line.find("  ", 2) : std::string::npos;
+        const std::size_t column = gap < line.size() ? line.find_first_not_of(' ', gap) : 0;
+        while (line.size() > MOST_COLUMNS) {
+            const std::size_t blank = line.rfind(' ', MOST_COLUMNS);
+            if (blank == std::string::npos || blank <= column)
+                break;
+            result += line.substr(0, blank) + "\n";
+            line = std::string(column, ' ') + line.substr(blank + 1);
+        }
+        result += line + "\n";
+    }
+    return result;
 }
 
 std::string wordsWarning(const std::vector<std::string>& words, const std::string& directory)

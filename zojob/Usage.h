@@ -26,6 +26,9 @@ Failure wrongUsage(const CLI::App& app, const CLI::ParseError& error);
 /// "; see 'zojob submit --help'" for the command, "; see 'zojob --help'" for none.
 std::string helpHint(const std::string& command);
 
+/// A help text in lines that fit a terminal.
+std::string wrapped(const std::string& help);
+
 /// What is unusual about the words of a command to submit; empty for nothing.
 std::string wordsWarning(const std::vector<std::string>& words, const std::string& directory);
 
