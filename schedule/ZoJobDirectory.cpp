@@ -24,17 +24,47 @@ void ZoJobDirectory::formatMarker(UtString& path, const ZoJob* job)
     zoAppendNumber(path, job->id);
 }
 
-/// The same for a path that is relative to an open directory.
-static bool isMarker(int directory, const char* path)
+/// Whether there is a marker file of that path, which is relative to an open directory.
+static bool isMarker(int directory, const char* path, uid_t user)
 {
     struct stat status;
     return ::fstatat(directory, path, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
+           S_ISREG(status.st_mode) && status.st_uid == user;
 }
 
-bool ZoJobDirectory::hasMarker(const char* path)
+ZoJobMarkers::ZoJobMarkers() : user(::geteuid())
 {
-    return isMarker(AT_FDCWD, path);
+}
+
+ZoJobMarkers::~ZoJobMarkers()
+{
+    setParent("", 0);
+}
+
+void ZoJobMarkers::setParent(const char* directory, long length)
+{
+    if (length > 0 && parent.length() == length && ::memcmp(parent, directory, length) == 0) {
+        if (descriptor < 0)
+            descriptor = ::open(parent, O_PATH | O_DIRECTORY | O_CLOEXEC);
+        return;
+    }
+    if (descriptor >= 0)
+        ::close(descriptor);
+    descriptor = -1;
+    parent = "";
+    parent.appendText(directory, length);
+}
+
+bool ZoJobMarkers::has(const ZoJob* job)
+{
+    ZoJobDirectory::formatMarker(path, job);
+    const char* const slash = ::strrchr(job->directory, '/');
+    const long length = slash ? slash - job->directory : 0;
+    setParent(job->directory, length);
+    const char* const rest = (const char*)path + length + 1;
+    if (descriptor < 0 || *rest == '/')  // that would begin at the root
+        return isMarker(AT_FDCWD, path, user);
+    return isMarker(descriptor, rest, user);
 }
 
 /// Opens what a link in the directory points to, if the link is this user's. Returns a descriptor
@@ -119,7 +149,7 @@ static void removeLink(const UtString& path, const char* marker, const char* hom
     UtString inside = path;
     inside += "/.";
     UtTree target(inside);
-    if (target.directory < 0 || !isMarker(target.directory, marker))
+    if (target.directory < 0 || !isMarker(target.directory, marker, ::geteuid()))
         return;
     target.keep(home);
     if (target.isKept()) {
@@ -149,7 +179,7 @@ void ZoJobDirectory::remove(const ZoJob* job, const char* home)
     UtTree tree(path);
     if (tree.directory < 0)
         return errno == ELOOP || errno == ENOTDIR ? removeLink(path, marker, home) : (void)0;
-    if (!isMarker(tree.directory, marker))
+    if (!isMarker(tree.directory, marker, ::geteuid()))
         return;
     tree.keep(home);
     if (tree.isKept())

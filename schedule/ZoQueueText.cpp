@@ -112,8 +112,9 @@ static UtHandle<ZoJob> jobFor(UtDArray<UtHandle<ZoJob>>& jobs, long i)
 
 void ZoQueueText::read(const char* text, UtDArray<UtHandle<ZoJob>>& intoJobs)
 {
+    ZoJobMarkers markers;
     long count = 0;
-    UtString field, path;
+    UtString field;
     for (const char* rest = text; *rest;) {
         const int state = zoNarrow(getNumber(rest, field));
         if (state < ZoJob::WAITING || state > ZoJob::KILLED)
@@ -121,8 +122,7 @@ void ZoQueueText::read(const char* text, UtDArray<UtHandle<ZoJob>>& intoJobs)
         UtHandle<ZoJob> job = jobFor(intoJobs, count);
         job->state = state;
         readRecord(rest, job, field);
-        ZoJobDirectory::formatMarker(path, job);
-        if (!ZoJobDirectory::hasMarker(path))
+        if (!markers.has(job))
             continue;
         if (count == intoJobs.size())
             intoJobs.append(job);
