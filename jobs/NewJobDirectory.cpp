@@ -27,21 +27,6 @@ NewJobDirectory::~NewJobDirectory()
         std::filesystem::remove_all(path, ignored);
 }
 
-/// Writes everything; false with errno set.
-static bool writeAll(int fd, const std::string& text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return false;
-        done += n;
-    }
-    return true;
-}
-
 static JobError notMade(const std::string& name)
 {
     return JobError(JobError::FILE_FAILED,
@@ -80,7 +65,8 @@ void NewJobDirectory::writeFile(const std::string& name, const std::string& text
 {
     const std::string file = path + "/" + name;
     const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, MODE);
-    const bool isWritten = fd >= 0 && ::fchmod(fd, MODE) == 0 && writeAll(fd, text) &&
+    const bool isWritten = fd >= 0 && ::fchmod(fd, MODE) == 0 &&
+                           ZoDisk::write(fd, text.data(), (long)text.size()) == 0 &&
                            (!syncsEach || ZoDisk::sync(fd) == 0);
     const int reason = errno;
     const bool isClosed = fd >= 0 && ::close(fd) == 0;

@@ -14,6 +14,20 @@ static bool isOff()
     return value && ::strcmp(value, "off") == 0;
 }
 
+int ZoDisk::write(int fd, const char* bytes, long size)
+{
+    while (size > 0) {
+        const long n = ::write(fd, bytes, size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return -1;
+        bytes += n;
+        size -= n;
+    }
+    return 0;
+}
+
 int ZoDisk::sync(int fd)
 {
     if (isOff())

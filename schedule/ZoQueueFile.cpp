@@ -69,21 +69,6 @@ static int readAll(int fd, UtString& text)
     }
 }
 
-/// Writes all bytes. Returns 0 or -1.
-static int writeAll(int fd, const char* bytes, long size)
-{
-    while (size > 0) {
-        const long n = ::write(fd, bytes, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return -1;
-        bytes += n;
-        size -= n;
-    }
-    return 0;
-}
-
 /// What a journal tells of the text that was being written.
 struct NextText {
     long length = UNKNOWN;
@@ -193,8 +178,8 @@ static int rewriteFile(const char* path, const UtString& text)
     const int fd = openForWriting(path, &isNew);
     if (fd < 0)
         return 1;
-    const bool isWritten =
-        ::ftruncate(fd, 0) == 0 && writeAll(fd, text, text.length()) == 0 && ZoDisk::sync(fd) == 0;
+    const bool isWritten = ::ftruncate(fd, 0) == 0 && ZoDisk::write(fd, text, text.length()) == 0 &&
+                           ZoDisk::sync(fd) == 0;
     // A full disk may show only at the close.
     return ::close(fd) == 0 && isWritten && (!isNew || ZoDisk::syncParent(path) == 0) ? 0 : -1;
 }
@@ -417,8 +402,9 @@ int ZoQueueFile::startJournal(const UtString* next)
     char header[HEADER_SIZE + 1];
     formatHeader(header, old, old.length(), next);
     const bool isThere = bracket->journal == Bracket::PREPARED;  // all but the new header
-    if (::lseek(fd, 0, SEEK_SET) == 0 && writeAll(fd, header, HEADER_SIZE) == 0 &&
-        (isThere || writeAll(fd, old, old.length()) == 0) && (!next || ZoDisk::sync(fd) == 0)) {
+    if (::lseek(fd, 0, SEEK_SET) == 0 && ZoDisk::write(fd, header, HEADER_SIZE) == 0 &&
+        (isThere || ZoDisk::write(fd, old, old.length()) == 0) &&
+        (!next || ZoDisk::sync(fd) == 0)) {
         bracket->journal = Bracket::PREPARED;
         return 0;
     }
