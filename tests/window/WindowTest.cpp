@@ -29,7 +29,7 @@
 #include <ctime>
 #include <memory>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(KELVO_INSTRUMENTED)
 static const double SLOWER = 5;  // instrumented code
 #else
 static const double SLOWER = 1;
