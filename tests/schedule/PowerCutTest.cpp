@@ -297,12 +297,10 @@ extern "C" int fdatasync(int fd)
 
 TEST_F(PowerCut, LosesNothingThatWasAnswered)
 {
-    begin(false);
-    const std::vector<Step> first = record(root, [this] { change(); });
-    begin(true);
-    const std::vector<Step> second = record(root, [this] { change(); });
-    begin(false);
-    replay(first);
-    begin(true);
-    replay(second);
+    for (const bool hasQueueFile : { false, true }) {
+        begin(hasQueueFile);
+        const std::vector<Step> steps = record(root, [this] { change(); });
+        begin(hasQueueFile);
+        replay(steps);
+    }
 }
