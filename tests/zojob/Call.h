@@ -3,6 +3,7 @@
 
 #include "tests/sandbox/TestServer.h"
 
+#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -45,6 +46,17 @@ inline Words split(const std::string& line)
     std::istringstream words(line);
     return { std::istream_iterator<std::string>(words), {} };
 }
+
+/// A row of a table: what is expected, and the words of a call that stand behind ": ".
+struct Row {
+    std::string expected;
+    Words words;
+
+    Row(const char* text)
+        : expected(text, std::strstr(text, ": ")), words(split(std::strstr(text, ": ") + 2))
+    {
+    }
+};
 
 inline std::string joined(const Words& words)
 {

