@@ -1,5 +1,6 @@
 #include "jobs/Server.h"
 
+#include "jobs/Account.h"
 #include "jobs/JobError.h"
 #include "jobs/Text.h"
 #include "schedule/ZoClient.h"
@@ -8,7 +9,6 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <pwd.h>
 #include <unistd.h>
 
 static const long MAX_ROOT = 245;      // what the library takes
@@ -52,8 +52,8 @@ void Server::onSlowLookup(void (*function)(const std::string&))
 /// " (NAME)", as far as it is known.
 static std::string ownerText(long long user)
 {
-    const struct passwd* const entry = user >= 0 ? ::getpwuid((uid_t)user) : nullptr;
-    return entry ? std::string(" (") + entry->pw_name + ")" : "";
+    const std::string name = user >= 0 ? Account((uid_t)user).name : "";
+    return name.empty() ? "" : " (" + name + ")";
 }
 
 static JobError refusal(const ZoClient& client, const std::string& port)

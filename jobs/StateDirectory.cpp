@@ -1,5 +1,6 @@
 #include "jobs/StateDirectory.h"
 
+#include "jobs/Account.h"
 #include "jobs/JobError.h"
 #include "schedule/ZoDisk.h"
 
@@ -8,7 +9,6 @@
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,8 +36,7 @@ static std::string homeDirectory()
     const char* const home = std::getenv("HOME");
     if (home && home[0] == '/' && !isAnothers(home))
         return home;
-    const struct passwd* const entry = ::getpwuid(::getuid());
-    return entry && entry->pw_dir ? entry->pw_dir : "";
+    return Account(::getuid()).home;
 }
 
 /// Where the directories belong, whatever its name holds.

@@ -1,5 +1,6 @@
 #include "schedule/ZoIdentity.h"
 
+#include "schedule/ZoMutexHeld.h"
 #include "utlib/UtClock.h"
 #include "utlib/UtEnvironment.h"
 
@@ -13,6 +14,9 @@ static const long NAME_BUFFER = 1024;
 
 static const long long SLOW = 1000;             // ms that a look-up may take without a word
 static const long long REMEMBERED = 60 * 1000;  // ms for which the result of a slow one serves
+
+// The results of both look-ups lie in buffers that the whole process has once.
+static pthread_mutex_t theLookUpMutex = PTHREAD_MUTEX_INITIALIZER;
 
 void (*ZoIdentity::onSlowLookup)(const char*, const char*, double) = nullptr;
 
@@ -29,6 +33,7 @@ static thread_local SlowLookup theSlow;
 /// The official name of a machine; the name itself where it does not resolve.
 static void lookUp(const char* asked, UtString& name)
 {
+    const ZoMutexHeld held(theLookUpMutex);
     const struct hostent* const entry = ::gethostbyname(asked);
     const bool isOfficial = entry && entry->h_name && entry->h_name[0];
     name = isOfficial ? entry->h_name : asked;
@@ -64,6 +69,7 @@ long long ZoIdentity::slowLookupTime()
 
 void ZoIdentity::userAndHome(UtString& user, UtString& home)
 {
+    const ZoMutexHeld held(theLookUpMutex);
     if (const struct passwd* const entry = ::getpwuid(::getuid())) {
         user = entry->pw_name;
         home = entry->pw_dir;

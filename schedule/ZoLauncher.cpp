@@ -1,10 +1,10 @@
 #include "schedule/ZoLauncher.h"
 
+#include "schedule/ZoMutexHeld.h"
 #include "schedule/ZoProcess.h"
 #include "utlib/UtDArray.h"
 
 #include <cstdio>
-#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,22 +12,7 @@ static const long PATH_BUFFER = 256;
 static const int SIGNALLED = 128;  // added to a signal's number, as a shell does
 
 static UtDArray<int> theLaunchers;  ///< process ids of launchers whose ends are not collected yet
-
-/// Holds what protects theLaunchers: of one process, a window may start servers from a thread of
-/// its own while the application does so from another.
-class LaunchersHeld
-{
-public:
-    LaunchersHeld() { ::pthread_mutex_lock(&mutex); }
-    ~LaunchersHeld() { ::pthread_mutex_unlock(&mutex); }
-    LaunchersHeld(const LaunchersHeld&) = delete;
-    LaunchersHeld& operator=(const LaunchersHeld&) = delete;
-
-private:
-    static pthread_mutex_t mutex;
-};
-
-pthread_mutex_t LaunchersHeld::mutex = PTHREAD_MUTEX_INITIALIZER;
+static pthread_mutex_t theLaunchersMutex = PTHREAD_MUTEX_INITIALIZER;
 
 /// Becomes the launcher. Only calls that are safe after fork in a process with threads.
 [[noreturn]] static void becomeServer(const char* launcher, const char* port)
@@ -50,7 +35,7 @@ int ZoLauncher::start(const char* rootDirectory, int port)
     if (pid == 0)
         becomeServer(launcher, portText);
     if (pid > 0) {
-        const LaunchersHeld held;
+        const ZoMutexHeld held(theLaunchersMutex);
         theLaunchers.append(pid);
     }
     return pid;
@@ -73,13 +58,13 @@ static int heldStatusOf(int launcher)
 
 int ZoLauncher::statusOf(int launcher)
 {
-    const LaunchersHeld held;
+    const ZoMutexHeld held(theLaunchersMutex);
     return heldStatusOf(launcher);
 }
 
 void ZoLauncher::collect()
 {
-    const LaunchersHeld held;
+    const ZoMutexHeld held(theLaunchersMutex);
     for (long i = theLaunchers.size() - 1; i >= 0; --i)
         heldStatusOf(theLaunchers[i]);
 }

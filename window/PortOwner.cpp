@@ -1,11 +1,11 @@
 #include "window/PortOwner.h"
 
+#include "jobs/Account.h"
 #include "schedule/ZoClient.h"
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QList>
-#include <pwd.h>
 #include <unistd.h>
 
 static const char* const TABLES[] = { "/proc/net/tcp", "/proc/net/tcp6" };
@@ -46,9 +46,9 @@ void lookAtPort(QueueSnapshot& queue)
         queue.server = QueueSnapshot::OURS;
         queue.serverText = tr("Server on port %1").arg(port);
     } else {
-        const struct passwd* const entry = ::getpwuid(uid_t(owner));
+        const std::string account = Account(uid_t(owner)).name;
         const QString name =
-            entry ? QString::fromLocal8Bit(entry->pw_name) : QString::number(owner);
+            account.empty() ? QString::number(owner) : QString::fromStdString(account);
         queue.server = QueueSnapshot::FOREIGN;
         queue.serverText = tr("Port %1 is in use by %2: set JOB_PORT to a free port for all your "
                               "programs, and start them anew")

@@ -27,12 +27,14 @@ QString visibleControl(uint c)
     return QString();
 }
 
-QString visibleLine(const QString& text)
+/// The text with the signs of its control characters, but for those to be kept.
+static QString visible(const QString& text, const char* kept)
 {
     QString shown;
     shown.reserve(text.size());
     for (const QChar c : text) {
-        const QString sign = visibleControl(c.unicode());
+        const QString sign =
+            QLatin1String(kept).contains(c) ? QString() : visibleControl(c.unicode());
         if (sign.isEmpty())
             shown += c;
         else
@@ -41,18 +43,14 @@ QString visibleLine(const QString& text)
     return shown;
 }
 
+QString visibleLine(const QString& text)
+{
+    return visible(text, "");
+}
+
 QString visibleText(const QString& text)
 {
-    QString shown;
-    shown.reserve(text.size());
-    for (const QChar c : text) {
-        const QString sign = c == '\n' || c == '\t' ? QString() : visibleControl(c.unicode());
-        if (sign.isEmpty())
-            shown += c;
-        else
-            shown += sign;
-    }
-    return shown;
+    return visible(text, "\n\t");
 }
 
 QString plainToolTip(const QString& text)

@@ -31,7 +31,7 @@ TrayIcon::TrayIcon(ZoJobPanel* jobPanel, QMenu* menu, QWidget* ofWindow)
 
 void TrayIcon::setOn(bool on)
 {
-    icon->setVisible(on && QSystemTrayIcon::isSystemTrayAvailable());
+    icon->setVisible(on);  // where there is no tray yet, it appears with it
 }
 
 bool TrayIcon::isShown() const
