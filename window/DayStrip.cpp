@@ -15,6 +15,7 @@
 
 static const int MARGIN = 4;  // pixels
 static const int BOX = 9, BOX_GAP = 3;
+static const int NARROW = 8;
 static const int CLICK = 4;                    // moves of fewer pixels are no drag
 static const double WAITING_PART = 0.24;       // of the width, at most
 static const double SHORTEST = 10;             // seconds
@@ -220,15 +221,21 @@ void DayStrip::paintRun(QPainter& painter, const QRectF& bar, int row) const
         painter.setBrush(QBrush(over, statePattern(job.state)));
         painter.drawRoundedRect(bar, round, round);
     }
-    if (row != currentRow && row != hoveredRow)
-        return;
+}
+
+/// Draws a frame round the bars of the current job and the one below the pointer; round the outside
+/// of a narrow bar, of which nothing would be left.
+void DayStrip::paintMark(QPainter& painter, const QRectF& bar, int row) const
+{
+    const double out = bar.width() < NARROW ? 1.5 : -0.5;
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(palette().color(QPalette::WindowText), row == currentRow ? 2 : 1));
-    painter.drawRoundedRect(bar.adjusted(0.5, 0.5, -0.5, -0.5), round, round);
+    painter.drawRoundedRect(bar.adjusted(-out, -out, out, out), 2, 2);
 }
 
 void DayStrip::paintRuns(QPainter& painter) const
 {
+    QVector<QPair<QRectF, int>> marked;  // drawn last, over their neighbours
     for (int x = 0; x < column.size();) {
         const int row = column[x];
         int behind = x + 1;
@@ -236,11 +243,15 @@ void DayStrip::paintRuns(QPainter& painter) const
             ++behind;
         // A gap between neighbours, where there is room for one.
         const int gap = behind < column.size() && behind - x > 3 ? 1 : 0;
+        const QRectF bar(MARGIN + x, laneTop() + 3, behind - x - gap, laneHeight() - 6);
         if (row >= 0)
-            paintRun(painter, QRectF(MARGIN + x, laneTop() + 3, behind - x - gap, laneHeight() - 6),
-                     row);
+            paintRun(painter, bar, row);
+        if (row >= 0 && (row == currentRow || row == hoveredRow))
+            marked.append({ bar, row });
         x = behind;
     }
+    for (const auto& mark : marked)
+        paintMark(painter, mark.first, mark.second);
 }
 
 void DayStrip::paintWaiting(QPainter& painter) const

@@ -58,6 +58,7 @@ private:
     void paintAxis(QPainter& painter) const;
     void paintRuns(QPainter& painter) const;
     void paintRun(QPainter& painter, const QRectF& bar, int row) const;
+    void paintMark(QPainter& painter, const QRectF& bar, int row) const;
     void paintWaiting(QPainter& painter) const;
     void paintWait(QPainter& painter) const;
 

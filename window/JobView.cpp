@@ -96,6 +96,7 @@ QWidget* JobView::makeOutput()
     notice = plainLabel(page);
     notice->setWordWrap(true);
     notice->setMargin(4);
+    notice->hide();
     output = new OutputView(page);
     output->setFrameShape(QFrame::NoFrame);
     column->addWidget(notice);
@@ -103,13 +104,18 @@ QWidget* JobView::makeOutput()
     return page;
 }
 
+/// Where the layout begins: a text goes to the side of its own direction unless it is told.
+static Qt::Alignment beginning(const QWidget* widget)
+{
+    return QStyle::visualAlignment(widget->layoutDirection(), Qt::AlignLeft) | Qt::AlignAbsolute |
+           Qt::AlignVCenter;
+}
+
 QLabel* JobView::addLine(QFormLayout* form, const QString& name)
 {
     QLabel* const label = plainLabel(this);
     label->setWordWrap(true);
-    // A label goes to the side of its text's direction unless it is told.
-    label->setAlignment(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft) |
-                        Qt::AlignAbsolute | Qt::AlignVCenter);
+    label->setAlignment(beginning(this));
     label->setAccessibleName(name);
     form->addRow(name, label);
     return label;
@@ -131,6 +137,7 @@ static QLineEdit* pathField(QWidget* parent)
     auto* field = new QLineEdit(parent);
     field->setReadOnly(true);
     field->setFrame(false);
+    field->setAlignment(beginning(parent));
     QPalette colours;
     colours.setColor(QPalette::Base, Qt::transparent);
     field->setPalette(colours);

@@ -4,6 +4,7 @@
 #include "window/StateLook.h"
 #include "window/ZoJobPanel.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>

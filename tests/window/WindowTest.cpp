@@ -64,6 +64,7 @@ private:
     QString message() const { return window->findChild<MessageLine*>()->text(); }
 
     void open();
+    bool says(const char* text) const;
     void submit(const QString& command, bool run = true);
     bool waitForState(int row, ZoJobRow::State state, double seconds = 15);
     void pressIn(QMessageBox* box, QMessageBox::ButtonRole role);
@@ -89,6 +90,15 @@ void WindowTest::open()
     window = std::make_unique<MainWindow>(WindowWorld::root());
     window->show();
     QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+}
+
+/// Whether a label that can be seen holds the text.
+bool WindowTest::says(const char* text) const
+{
+    const auto labels = window->findChildren<QLabel*>();
+    return std::any_of(labels.begin(), labels.end(), [text](const QLabel* label) {
+        return label->isVisible() && label->text().contains(text);
+    });
 }
 
 void WindowTest::submit(const QString& command, bool run)
@@ -266,12 +276,7 @@ void WindowTest::answersWhileTheServerHangs()
     // A window that waits would be late once, by seconds; other programs may delay any window.
     QVERIFY(longest < 400 * SLOWER);
     QVERIFY(late <= passes / 20 || SLOWER > 1);
-    QVERIFY(WindowWorld::waitFor([&] {
-        for (const QLabel* const label : window->findChildren<QLabel*>())
-            if (label->text().contains("Waiting for the server"))
-                return true;
-        return false;
-    }));
+    QVERIFY(WindowWorld::waitFor([&] { return says("Waiting for the server"); }));
     // Closing does not wait either.
     pass.start();
     window.reset();
@@ -331,10 +336,7 @@ void WindowTest::largeOutputShowsItsEnd()
     QVERIFY(WindowWorld::waitFor([&] { return output()->toPlainText().endsWith("the end\n"); },
                                  20 * SLOWER));
     QVERIFY(output()->document()->characterCount() < 1200000);
-    bool said = false;
-    for (const QLabel* const label : window->findChildren<QLabel*>())
-        said = said || (label->isVisible() && label->text().contains("Only the end"));
-    QVERIFY(said);
+    QVERIFY(says("Only the end"));
 }
 
 void WindowTest::saysWhatIsWrong()
@@ -369,13 +371,7 @@ void WindowTest::serverRestsWhileTheWindowIsOpen()
     QVERIFY(WindowWorld::waitFor([] { return !Sandbox::isListening(Sandbox::SCHEDULE_PORT); }, 45));
     qInfo("the server ended after %.1f s", double(timer.elapsed()) / 1000);
     QVERIFY(timer.elapsed() < 34000);
-    const auto said = [&] {
-        for (const QLabel* const label : window->findChildren<QLabel*>())
-            if (label->text().contains("No server"))
-                return true;
-        return false;
-    };
-    QVERIFY(WindowWorld::waitFor(said, 8));
+    QVERIFY(WindowWorld::waitFor([&] { return says("No server"); }, 8));
     QCOMPARE(rows().size(), 1);
     submit("echo it starts again");
     QVERIFY(waitForState(1, ZoJobRow::DONE));
