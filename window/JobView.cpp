@@ -8,7 +8,6 @@
 #include <QDateTime>
 #include <QDesktopServices>
 #include <QFileInfo>
-#include <QFontDatabase>
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -33,7 +32,7 @@ static QPlainTextEdit* readOnlyText(QWidget* parent, const QString& name)
 {
     auto* text = new QPlainTextEdit(parent);
     text->setReadOnly(true);
-    text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    text->setFont(fixedFont());
     text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     text->setAccessibleName(name);
     text->setFrameShape(QFrame::NoFrame);
@@ -47,7 +46,7 @@ JobView::JobView(QueueLink* queueLink, QWidget* parent) : QWidget(parent), link(
     column->setSpacing(4);
     column->addWidget(makeHeader());
     glance = new ElidedLabel(this);
-    glance->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    glance->setFont(fixedFont());
     glance->setMargin(6);
     column->addWidget(glance);
     tabs = new QTabWidget(this);

@@ -9,7 +9,6 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileSystemModel>
-#include <QFontDatabase>
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -66,7 +65,7 @@ void NewJobDialog::makeFields()
     auto* form = new QFormLayout(this);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     command = new QPlainTextEdit(this);
-    command->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    command->setFont(fixedFont());
     command->setTabChangesFocus(true);
     command->setPlaceholderText(tr("As at a prompt: one command, or a script of several lines"));
     command->setAccessibleName(tr("Command or script"));

@@ -3,7 +3,6 @@
 #include "window/StateLook.h"
 
 #include <QEvent>
-#include <QFontDatabase>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <utility>
@@ -14,7 +13,7 @@ OutputView::OutputView(QWidget* parent) : QPlainTextEdit(parent)
 {
     setReadOnly(true);
     setUndoRedoEnabled(false);
-    setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    setFont(fixedFont());
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setWordWrapMode(QTextOption::WrapAnywhere);
     setAccessibleName(tr("Output of the job"));

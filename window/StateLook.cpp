@@ -5,6 +5,8 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QFontDatabase>
+#include <QFontInfo>
 #include <QPalette>
 
 static const int LONGEST = 300;  // characters of a text in a tool tip
@@ -100,6 +102,14 @@ bool isDark(const QPalette& palette)
 {
     return palette.color(QPalette::Window).lightness() <
            palette.color(QPalette::WindowText).lightness();
+}
+
+QFont fixedFont()
+{
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    if (!QFontInfo(font).fixedPitch())  // a desktop without settings, with Qt 5
+        font.setFamily("monospace");
+    return font;
 }
 
 QColor stateColor(ZoJobRow::State state, bool dark)

@@ -5,6 +5,7 @@
 
 #include <QBrush>
 #include <QColor>
+#include <QFont>
 #include <QIcon>
 
 class QPalette;
@@ -22,6 +23,9 @@ ZOWINDOW_EXPORT QString jobSummary(const ZoJobRow& job);
 
 /// Whether the palette has light text on a dark ground.
 ZOWINDOW_EXPORT bool isDark(const QPalette& palette);
+
+/// The desktop's font for output and commands; all its characters have one width.
+QFont fixedFont();
 
 ZOWINDOW_EXPORT QColor stateColor(ZoJobRow::State state, bool dark);
 

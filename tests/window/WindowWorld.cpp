@@ -21,6 +21,8 @@ bool WindowWorld::waitFor(const std::function<bool()>& condition, double seconds
         if (timer.elapsed() > qint64(1000 * seconds))
             return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        // Without a loop around them Qt 5 leaves these alone.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QThread::msleep(2);
     }
     return true;
