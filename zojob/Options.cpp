@@ -305,7 +305,7 @@ static void separateEmptyValues(std::vector<std::string>& args)
 }
 
 /// A time as "90", "1.5m", "2h" or "1d", in seconds.
-static std::string secondsText(const std::string& time)
+static std::string secondsText(const std::string& time, const std::string& hint)
 {
     static const std::pair<char, double> units[] = {
         { 's', 1 }, { 'm', 60 }, { 'h', 3600 }, { 'd', 86400 }
@@ -318,7 +318,8 @@ static std::string secondsText(const std::string& time)
             ++end;
         }
     if (!end || *end || !(seconds > 0 && seconds < 1e9))
-        throw Failure{ WRONG_USAGE, "'" + time + "' is no time like 90, 30m, 2h or 1d" };
+        throw Failure{ WRONG_USAGE,
+                       "--timeout: '" + time + "' is no time like 90, 30m, 2h or 1d" + hint };
     char text[64];
     std::snprintf(text, sizeof text, seconds == std::floor(seconds) ? "%.0f" : "%.3f", seconds);
     return text;
@@ -328,9 +329,9 @@ static std::string secondsText(const std::string& time)
 static void checkSubmit(Options& options, const std::string& hint)
 {
     if (options.words.empty() != options.hasLines)
-        throw Failure{ WRONG_USAGE, (options.hasLines ? "a command, or --lines: choose one"
-                                                      : "submit which command?") +
-                                        hint };
+        throw Failure{ WRONG_USAGE,
+                       (options.hasLines ? "a command, or --lines: choose one" : NO_COMMAND) +
+                           hint };
     if (options.slurm && (!options.jobTimeout.empty() || options.retries > 0))
         throw Failure{ WRONG_USAGE,
                        "--timeout and --retry are for jobs of this machine: give sbatch "
@@ -340,7 +341,7 @@ static void checkSubmit(Options& options, const std::string& hint)
         throw Failure{ WRONG_USAGE,
                        "--then with --detach: nothing here sees the job's end" + hint };
     if (!options.jobTimeout.empty())
-        options.jobTimeout = secondsText(options.jobTimeout);
+        options.jobTimeout = secondsText(options.jobTimeout, hint);
 }
 
 /// What CLI11 cannot check by itself.

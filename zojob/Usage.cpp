@@ -6,6 +6,8 @@
 #include <sstream>
 #include <unistd.h>
 
+const char* const NO_COMMAND = "what is to run? Give a command, or - for a script from standard "
+                               "input";
 static const std::size_t MOST_COLUMNS = 79;  // of a line of help
 
 static std::string numberText(double number)
@@ -70,7 +72,7 @@ static std::string unexpected(const CLI::App& app)
 static std::string missing(const std::string& command)
 {
     if (command == "submit")
-        return "what is to run? Give a command, or - for a script from standard input";
+        return NO_COMMAND;
     return "which job? Name one";
 }
 

@@ -11,6 +11,9 @@
 // What is wrong with a command line, in sentences of our own: those of the parser speak of
 // positionals, ranges and sets.
 
+/// What is wrong with a submission of nothing.
+extern const char* const NO_COMMAND;
+
 /// Accepts numbers of these limits.
 CLI::Validator numberFrom(double least, double most);
 

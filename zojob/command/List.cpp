@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-static const char* const HOW_TO_RUN = "; none runs: 'zojob run' starts those that wait";
+static const char* const HOW_TO_RUN = "none runs: 'zojob run' starts them";
 
 /// Whether a state was asked for by this word: its name without blanks.
 static bool isNamed(JobState state, const std::string& word)
@@ -33,9 +33,14 @@ std::vector<Listed> selectJobs(const std::vector<Listed>& all, const Options& op
     return chosen;
 }
 
-std::string summary(const std::vector<Listed>& all)
+std::vector<std::string> summary(const std::vector<Listed>& all, std::size_t columns)
 {
-    return countText(all) + (standsStill(all) ? HOW_TO_RUN : "");
+    const std::string counts = countText(all), both = counts + "; " + HOW_TO_RUN;
+    if (!standsStill(all))
+        return { cut(counts, columns) };
+    if (width(both) <= columns)
+        return { both };
+    return { cut(counts + ";", columns), cut(HOW_TO_RUN, columns) };
 }
 
 void printList(const std::vector<Listed>& jobs, const std::vector<Listed>& all,
@@ -44,8 +49,10 @@ void printList(const std::vector<Listed>& jobs, const std::vector<Listed>& all,
     const TerminalSize size = options.wide ? TerminalSize() : terminalSize();
     for (const std::string& line : tableLines(jobs, options, size.columns))
         print(line + "\n");
-    if (!options.noHeader)
-        print(summary(all) + "\n");
+    if (options.noHeader)
+        return;
+    for (const std::string& line : summary(all, size.columns))
+        print(line + "\n");
 }
 
 /// What a shell completes: a name, a tab, a state and a description.

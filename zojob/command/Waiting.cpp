@@ -132,6 +132,13 @@ static void sayAndEnd(int)
 {
     // Nothing can be done about a failure to write, and the message is short.
     (void)!::write(STDERR_FILENO, lastWords, std::strlen(lastWords));
+    // By the signal itself: a shell would go on with what stands behind a command that only exits.
+    sigset_t interrupt;
+    ::sigemptyset(&interrupt);
+    ::sigaddset(&interrupt, SIGINT);
+    std::signal(SIGINT, SIG_DFL);
+    ::raise(SIGINT);
+    ::sigprocmask(SIG_UNBLOCK, &interrupt, nullptr);
     ::_exit(INTERRUPTED);
 }
 

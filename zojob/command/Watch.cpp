@@ -53,22 +53,24 @@ static std::string lastOutput(const std::vector<Listed>& jobs)
 static std::vector<std::string> screenLines(const std::vector<Listed>& all, const Options& options)
 {
     const TerminalSize size = terminalSize();
+    std::vector<std::string> below;
+    if (!options.noHeader)
+        below = summary(all, size.columns);
     const std::string last = lastOutput(all);
+    if (!last.empty())
+        below.push_back(cut(last, size.columns));
     std::vector<Listed> jobs = selectJobs(all, options);
-    const std::size_t others = (options.noHeader ? 0 : 2) + !last.empty();
+    const std::size_t others = !options.noHeader + below.size();
     const std::size_t room = size.lines > others + 1 ? size.lines - others : 1;
-    const std::size_t hidden = jobs.size() > room ? jobs.size() - (room - 1) : 0;
-    if (hidden > 0) {
+    if (jobs.size() > room) {
+        const std::size_t hidden = jobs.size() - (room - 1);
         jobs = mostWanted(jobs);
-        jobs.resize(jobs.size() - hidden);
+        jobs.resize(room - 1);
+        below.insert(below.begin(), "... " + std::to_string(hidden) + " more");
     }
     std::vector<std::string> lines = tableLines(jobs, options, size.columns);
-    if (hidden > 0)
-        lines.push_back("... " + std::to_string(hidden) + " more");
-    if (!options.noHeader)
-        lines.push_back(cut(summary(all), size.columns));
-    if (!last.empty())
-        lines.push_back(cut(last, size.columns));
+    lines.insert(lines.end(), below.begin(), below.end());
+    lines.resize(std::min(lines.size(), size.lines));
     return lines;
 }
 

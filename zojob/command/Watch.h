@@ -13,8 +13,9 @@
 /// The jobs that the options ask for.
 std::vector<Listed> selectJobs(const std::vector<Listed>& all, const Options& options);
 
-/// The line behind a list: how many jobs are in which state, and what to do where none runs.
-std::string summary(const std::vector<Listed>& all);
+/// What stands behind a list: how many jobs are in which state, and what to do where none runs, in
+/// lines of so many columns.
+std::vector<std::string> summary(const std::vector<Listed>& all, std::size_t columns);
 
 /// Writes some of all jobs as a table, and the line behind it.
 void printList(const std::vector<Listed>& jobs, const std::vector<Listed>& all,
