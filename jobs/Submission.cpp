@@ -215,9 +215,9 @@ std::string Submission::again(const Server& server, const Job& job)
                            withReason("the job in " + job.directory + " cannot be brought back"));
         return job.directory;
     }
-    NewJobDirectory place;
     if (!old.isOurs())
         throw JobError(JobError::REFUSED, "only a job that zojob made can be submitted again");
+    NewJobDirectory place;
     place.writeFile("script", old.text("script"));
     if (::access((job.directory + "/cluster/batch").c_str(), F_OK) == 0) {
         place.makeDirectory("cluster");

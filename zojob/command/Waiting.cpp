@@ -27,12 +27,16 @@ public:
         const Job* const running = watch.queue.running();
         const long open = std::count_if(watch.targets.begin(), watch.targets.end(),
                                         [](const JobWatch::Target& t) { return !t.hasEnded; });
-        std::fprintf(stderr, "\r\033[Kwaiting for %ld of %zu; ", open, watch.targets.size());
-        if (running)
-            std::fprintf(stderr, "%s running %s", jobName(watch.queue, *running).c_str(),
-                         duration(running->runTime()).c_str());
-        else
-            std::fputs("none running", stderr);
+        const std::size_t all = watch.targets.size();
+        const std::string wanted =
+            all == 1 ? watch.targets[0].name
+                     : std::to_string(open) + " of " + std::to_string(all) + " jobs";
+        const std::string name = running ? jobName(watch.queue, *running) : "none";
+        const std::string who = name == wanted ? "it" : name;
+        const std::string what =
+            running ? " has run " + duration(running->runTime()) : std::string(" runs");
+        std::fprintf(stderr, "\r\033[Kwaiting for %s: %s%s", wanted.c_str(), who.c_str(),
+                     what.c_str());
         shown = true;
     }
 
@@ -107,6 +111,8 @@ int waitForJobs(JobWatch& watch, double timeout)
             note("timed out; the jobs go on");
             return TIMED_OUT;
         }
+        if (watch.isStuck())
+            progress.clear();  // or what is said now would stand behind it
         stuck.show(watch);
         progress.show(watch);
         watch.wait(std::min(left, STEP));
