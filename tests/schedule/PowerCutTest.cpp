@@ -6,7 +6,6 @@
 #include "tests/sandbox/Sandbox.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
