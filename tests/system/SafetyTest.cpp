@@ -53,7 +53,7 @@ TEST(Safety, StrangersGetErrorWhateverTheySend)
 TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
 {
     const char* const cases[][2] = {
-        { "", "done\n" }, { "any", "done\n" }, { "local", "error\n" }, { "typo", "error\n" }
+        { "", "done\n" }, { " any\t", "done\n" }, { "local", "error\n" }, { "typo", "error\n" }
     };
     for (const auto& [peers, reply] : cases) {
         const int port = Sandbox::freePort();
@@ -97,12 +97,10 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
     const long long now = ::time(nullptr), lastYear = now - 366LL * 24 * 3600;
     const int own = ::getpid();
     const Process another({ "sleep", "9999" });  // has got the number of a process that has gone
-    const struct {
-        long long startTime;
-        int pid;
-    } records[] = { { now, 9000001 }, { lastYear, -1 },          { lastYear, own },
-                    { now, own },     { now - 60, another.pid }, { now, another.pid },
-                    { now - 60, own } };
+    const std::pair<long long, int> records[] = { { now, 9000001 },          { lastYear, -1 },
+                                                  { lastYear, own },         { now, own },
+                                                  { now - 60, another.pid }, { now, another.pid },
+                                                  { now - 60, own } };
     std::string text;
     for (const auto& [startTime, pid] : records) {  // no process can have the first number
         const std::string id = std::to_string(text.size());

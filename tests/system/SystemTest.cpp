@@ -7,13 +7,11 @@
 #include "utlib/UtServerSocket.h"
 #include "utlib/UtSocket.h"
 
-#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <regex>
-#include <sstream>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>

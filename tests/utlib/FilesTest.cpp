@@ -1,6 +1,4 @@
 #include "tests/sandbox/Sandbox.h"
-#include "utlib/UtDirectory.h"
-#include "utlib/UtEnvironment.h"
 #include "utlib/UtFilename.h"
 #include "utlib/UtTmpDir.h"
 #include "utlib/UtTree.h"
@@ -91,16 +89,4 @@ TEST(Filename, CreatesAnEmptyFileAndFollowsNoLink)
         EXPECT_EQ((fs::perms)0664, fs::status(name).permissions());
         EXPECT_EQ("", Sandbox::read(name));
     }
-}
-
-TEST(Environment, NamesAreTrimmedAndTextsAreNot)
-{
-    ::setenv("OURS", " \t\xc3\xa9 x\n", 1);
-    EXPECT_EQ("\xc3\xa9 x", UtEnvironment::getValue("OURS", true).toUtf8().toStdString());
-    EXPECT_EQ(" \t\xc3\xa9 x\n", UtEnvironment::getValue("OURS", false).toUtf8().toStdString());
-    EXPECT_TRUE(UtEnvironment::getValue("UNSET", true).isEmpty());
-    Sandbox::write("file", "");
-    fs::create_directory_symlink(".", "link");
-    EXPECT_TRUE(UtDirectory::isDirectory(".") && UtDirectory::isDirectory("link"));
-    EXPECT_FALSE(UtDirectory::isDirectory("file") || UtDirectory::isDirectory("missing"));
 }
