@@ -176,7 +176,8 @@ void Grammar::addList()
     list->add_option("-n", options.count, "Only the last N jobs")
         ->check(wholeNumberFrom(0, 1e9))
         ->type_name("N");
-    list->add_option("--watch", options.watch, "Again every SEC seconds; default 2")
+    list->add_option("--watch", options.watch,
+                     "Again at each change and every SEC seconds, 2, until q")
         ->expected(0, 1)
         ->check(numberFrom(0.1, 1e6))
         ->type_name("[=SEC]");

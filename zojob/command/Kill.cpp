@@ -10,15 +10,25 @@
 #include "zojob/command/Commands.h"
 
 #include <cerrno>
+#include <cmath>
 
-static const double STEP = 0.02;  // seconds between two looks whether all have ended
+static const double STEP = 0.02;   // seconds between two looks whether all have ended
+static const double PATIENCE = 1;  // seconds of a kill without a word
 
 /// Ends by force what is left after so many seconds. Returns whether that was needed.
-static bool endByForce(JobTree& tree, double grace)
+static bool endByForce(JobTree& tree, double grace, const std::string& name)
 {
     tree.lookAgain();
-    for (const double end = secondsNow() + grace; !tree.allGone() && secondsNow() < end;)
+    const double start = secondsNow(), end = start + grace;
+    bool isDue = grace > 2 * PATIENCE;  // else it is over soon
+    while (!tree.allGone() && secondsNow() < end) {
         sleepSeconds(STEP);
+        if (!isDue || secondsNow() < start + PATIENCE || tree.allGone())
+            continue;
+        note("job " + name + " has not ended yet: what is left of it gets SIGKILL in " +
+             std::to_string((long)std::ceil(end - secondsNow())) + " s");
+        isDue = false;
+    }
     return !tree.allGone() && tree.killRest();
 }
 
@@ -58,7 +68,7 @@ static void killRunning(const Server& server, const Queue& queue, const Job& job
         throw Failure{ REFUSED, "job " + name +
                                     " could not be killed; it may just have ended: see "
                                     "'zojob list'" };
-    const bool byForce = endByForce(tree, options.grace);
+    const bool byForce = endByForce(tree, options.grace, name);
     const int waiting = waitingJobs(queue);
     std::string text = "killed job " + name + (byForce ? ", by force (SIGKILL)" : "");
     if (options.goOn && waiting > 0 && !server.run())

@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 static const char ENTER[] = "\033[?1049h\033[?25l";  // the other screen, no cursor
-static const char LEAVE[] = "\033[?25h\033[?1049l";
+static const char LEAVE[] = "\r\n\033[?25h\033[?1049l";
 
 static struct termios before;         // as it is given back
 static struct termios keys;           // as it is wanted
