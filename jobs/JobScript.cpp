@@ -171,8 +171,9 @@ std::string scriptText(const std::string& directory, const Submission& submissio
 
 std::string plainCommand(const std::string& words)
 {
-    return "    exec ${zj_nice:+nice -n \"$zj_nice\"} ${zj_time:+timeout -k 10 \"$zj_time\"} \\\n"
-           "        env -i -- \"$@\" PWD=\"$PWD\" ZOJOB_ID=\"$zj_n\" " +
+    return "    zj_exec $# \"$@\" PWD=\"$PWD\" ZOJOB_ID=\"$zj_n\" \\\n"
+           "        ${zj_nice:+\"$zj_nice_path\" -n \"$zj_nice\"} \\\n"
+           "        ${zj_time:+\"$zj_timeout_path\" -k 10 \"$zj_time\"} " +
            words;
 }
 

@@ -6,6 +6,29 @@ const char* const SCRIPT_LIBRARY =
 # LETTER VALUE: a soft limit, or as much of it as is allowed here.
 zj_limit() { ulimit -S "-$1" "$2" 2>/dev/null || ulimit -S "-$1" "$(ulimit -H "-$1")" 2>/dev/null; }
 
+# ENTRY: exports it; fails for a name that some shell keeps for itself, or cannot have.
+zj_export() {
+    case ${1%%=*} in
+    *[!A-Za-z0-9_]* | [0-9]* | zj_* | IFS | PPID | UID | EUID | GROUPS | OPTIND | LINENO) return 1 ;;
+    FUNCNAME | RANDOM | SECONDS | DIRSTACK | PIPESTATUS | SHELLOPTS | BASH*) return 1 ;;
+    esac
+    export "$1" 2>/dev/null
+}
+
+# NUMBER ENTRY... WORD...: replaces the shell with the words, in an environment of so many entries.
+# Only those that a shell cannot export are words of a process, which all users can see.
+zj_exec() {
+    zj_count=$1
+    shift
+    zj_all=$#
+    for zj_entry do
+        [ "$zj_count" -gt 0 ] && zj_export "$zj_entry" || set -- "$@" "$zj_entry"
+        zj_count=$((zj_count - 1))
+    done
+    shift "$zj_all"
+    exec "$zj_env_path" -u OLDPWD -u SHLVL -u _ -- "$@"
+}
+
 # NUMBER DIRECTORY KIND: sets zj_why unless that job has ended, and with 0 where KIND is "ok".
 zj_after() {
     zj_s=''
@@ -95,13 +118,15 @@ zj_tell() {
         trap - TERM INT HUP
         umask "$zj_mask"
         cd "$zj_dir" 2>/dev/null
-        exec env -i -- "$@" ZOJOB_ID="$zj_n" ZOJOB_NAME="$zj_name" ZOJOB_LABEL="$zj_label" \
+        zj_exec $# "$@" ZOJOB_ID="$zj_n" ZOJOB_NAME="$zj_name" ZOJOB_LABEL="$zj_label" \
             ZOJOB_STATUS="$zj_status" ZOJOB_LOG="$zj_d/log" /bin/sh -c "$zj_line" sh "$zj_word"
     ) || zj_say "$zj_what ended with $?"
 }
 )sh";
 
 const char* const SCRIPT_MAIN = R"sh(zj_killed='' zj_outcome='' zj_why='' zj_child='' zj_n_try=0
+# The job's own PATH is not for us.
+zj_env_path=$(command -v env) zj_nice_path=$(command -v nice) zj_timeout_path=$(command -v timeout)
 printf -- '-1 \n' 2>/dev/null >"$zj_d/.exit"
 read -r zj_pid zj_word zj_word zj_child zj_word 2>/dev/null <"/proc/$PPID/stat"
 trap zj_killed=1 TERM INT HUP
