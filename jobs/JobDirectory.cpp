@@ -1,12 +1,14 @@
 #include "jobs/JobDirectory.h"
 
 #include "jobs/JobScript.h"
+#include "jobs/StateDirectory.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,7 +21,9 @@ static const char* const STARTED = "started";
 static const char* const OUTCOME = "outcome";
 static const char* const CANCEL = "cancel";
 static const char* const WANTED = "run";
-static const std::size_t HEAD = 4096;  // enough for what nearly all jobs were given
+static const char* const AWAITED = "/awaited";  // the directories of other jobs
+static const char* const AFTER = "/after-";     // and the number of a job that has gone: its status
+static const std::size_t HEAD = 4096;           // enough for what nearly all jobs were given
 
 /// The first bytes of a file, at most `size`; empty when it cannot be read.
 static std::string readStart(const std::string& file, std::size_t size)
@@ -149,4 +153,19 @@ bool JobDirectory::isWanted() const
 bool JobDirectory::setWanted(bool isWanted) const
 {
     return mark(WANTED, isWanted);
+}
+
+void JobDirectory::noteAwaited(const std::string& directory, const std::string& by)
+{
+    // Without it, the other job is skipped if this one is removed before its turn, and says why.
+    std::ofstream(directory + AWAITED, std::ios::app) << by << "\n";
+}
+
+void JobDirectory::handStatusOn() const
+{
+    const int status = exitStatus(job);
+    std::istringstream others(job.hasEnded() && status >= 0 && isOurs() ? text(AWAITED + 1) : "");
+    for (std::string other; std::getline(others, other);)
+        if (!numberOf(other).empty())
+            std::ofstream(other + AFTER + numberOf(job.directory)) << status << "\n";
 }

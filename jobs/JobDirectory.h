@@ -63,6 +63,12 @@ public:
     bool isWanted() const;
     bool setWanted(bool isWanted) const;
 
+    /// Notes in the directory of a job that another one, in the directory `by`, looks at its end.
+    static void noteAwaited(const std::string& directory, const std::string& by);
+
+    /// Tells those jobs how this one has ended: its directory is about to go.
+    void handStatusOn() const;
+
 private:
     bool mark(const char* file, bool isThere) const;
     std::string path(const char* file) const { return job.directory + "/" + file; }

@@ -13,6 +13,8 @@
 #include <unistd.h>
 
 static const std::string MADE = "# made by zojob for ";
+static const char* const LIMITS = "\nzj_limits() {\n    :\n";
+static const char* const CONDITIONS = "\nzj_conditions() {\n    :\n";
 static const char* const CONDITION = "    zj_after ";
 static const std::size_t MAX_DESCRIPTION = 400;  // characters; more helps nobody in a list
 
@@ -127,7 +129,7 @@ static std::string variables(const std::string& directory, const Submission& sub
 
 static std::string limitLines(const Submission& submission)
 {
-    std::string text = "zj_limits() {\n    :\n";
+    std::string text = LIMITS + 1;
     for (const auto& [letter, value] : submission.limits)
         text += std::string("    zj_limit ") + letter + " " + value + "\n";
     return text + "}\n";
@@ -135,7 +137,7 @@ static std::string limitLines(const Submission& submission)
 
 static std::string conditionLines(const Submission& submission)
 {
-    std::string text = "zj_conditions() {\n    :\n";
+    std::string text = CONDITIONS + 1;
     for (const Submission::Condition& condition : submission.after)
         text += CONDITION + condition.number + " " + shellQuoted(condition.directory) +
                 (condition.well ? " ok\n" : " any\n");
@@ -198,24 +200,44 @@ static bool namesDirectory(const std::string& line)
            (line.size() > end.size() && line.substr(line.size() - end.size()) == end);
 }
 
-std::string copiedScript(const std::string& script, const std::string& from, const std::string& to)
+/// The lines with one directory in place of the other where they name it.
+static std::string withDirectory(const std::string& text, const std::string& from,
+                                 const std::string& to)
 {
-    std::string text;
-    std::istringstream lines(script);
+    std::string copy;
+    std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
-        if (startsWith(line, CONDITION))
-            continue;
-        if (startsWith(line, "zj_d="))
-            line = "zj_d=" + shellQuoted(to) + " zj_n=" + numberOf(to);
-        else if (line == MADE + from)
-            line = MADE + to;
-        else if (namesDirectory(line))
+        if (namesDirectory(line))
             for (std::size_t at = 0; (at = line.find(from, at)) != std::string::npos;
                  at += to.size())
                 line.replace(at, from.size(), to);
-        text += line + "\n";
+        copy += line + "\n";
     }
-    return text;
+    return copy;
+}
+
+static void replaceLine(std::string& text, std::size_t start, const std::string& line)
+{
+    text.replace(start, text.find('\n', start) - start, line);
+}
+
+std::string copiedScript(const std::string& script, const std::string& from, const std::string& to)
+{
+    std::string text = script;
+    const std::size_t made = text.find("\n" + MADE + from + "\n");
+    if (made == std::string::npos)
+        return withDirectory(text, from, to);  // of a cluster
+    // By their places: a line of the environment may look like one of ours.
+    replaceLine(text, made + 1, MADE + to);
+    replaceLine(text, text.find("\nzj_d=") + 1,
+                "zj_d=" + shellQuoted(to) + " zj_n=" + numberOf(to));
+    const std::size_t conditions = text.find(CONDITIONS, text.find(LIMITS));
+    const std::size_t rest = std::min(conditions, text.size());
+    if (rest < text.size())
+        for (const std::size_t first = rest + std::strlen(CONDITIONS);
+             text.compare(first, std::strlen(CONDITION), CONDITION) == 0;)
+            text.erase(first, text.find('\n', first) + 1 - first);
+    return text.substr(0, rest) + withDirectory(text.substr(rest), from, to);
 }
 
 std::string commandLine(const std::vector<std::string>& words)
@@ -228,8 +250,7 @@ std::string commandLine(const std::vector<std::string>& words)
     return text;
 }
 
-/// Whether a shell would run a file for this word.
-static bool isProgram(const std::string& word, const std::vector<std::string>& environment)
+bool isProgram(const std::string& word, const std::vector<std::string>& environment)
 {
     if (word.find('/') != std::string::npos)
         return word.find('=') == std::string::npos;

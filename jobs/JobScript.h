@@ -47,6 +47,9 @@ std::string commandLine(const std::vector<std::string>& words);
 std::string commandText(const std::vector<std::string>& words,
                         const std::vector<std::string>& environment = {});
 
+/// Whether a shell would run a file for this word: one through PATH, or any path.
+bool isProgram(const std::string& word, const std::vector<std::string>& environment);
+
 /// A text that a request can carry as a job's description: one line, without double quotes, not too
 /// long to be listed.
 std::string describe(const std::string& text);

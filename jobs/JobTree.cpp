@@ -48,6 +48,13 @@ static bool isScript(int pid)
     return readWhole("/proc/" + std::to_string(pid) + "/cmdline") == std::string("sh\0job\0-\0", 9);
 }
 
+/// Whether the process is the server, which a job may have started.
+static bool isServer(int pid)
+{
+    const std::string words = readWhole("/proc/" + std::to_string(pid) + "/cmdline");
+    return words.find(std::string("\0-jobserver\0", 12)) != std::string::npos;
+}
+
 JobTree::JobTree(const Job& job)
 {
     if (!job.isRunningHere() || !isJobChild(job))
@@ -61,7 +68,7 @@ JobTree::JobTree(const Job& job)
     while (script < pids.size() && !isScript(pids[script]))
         ++script;
     for (long i = 0; i < pids.size(); ++i)
-        if (i != script && (script == pids.size() || i != 0))
+        if (i != script && (script == pids.size() || i != 0) && !isServer(pids[i]))
             add(pids[i]);
 }
 

@@ -1,5 +1,6 @@
 #include "jobs/QueueRemoval.h"
 
+#include "jobs/JobDirectory.h"
 #include "jobs/QueueWatch.h"
 #include "schedule/ZoJobList.h"
 
@@ -11,8 +12,10 @@ std::vector<Job> removeJobs(const Server& server, const std::vector<Job>& jobs)
     if (server.isThisMachine() && jobs.size() > 1) {
         ZoJobList list;
         UtDArray<UtHandle<ZoJob>> records;
-        for (std::size_t i = 0; i + 1 < jobs.size(); ++i)
+        for (std::size_t i = 0; i + 1 < jobs.size(); ++i) {
+            JobDirectory(jobs[i]).handStatusOn();
             records.append(jobs[i].record());
+        }
         list.remove(records);
         rest.erase(rest.begin(), rest.end() - 1);
     }

@@ -32,7 +32,9 @@ zj_exec() {
 # NUMBER DIRECTORY KIND: sets zj_why unless that job has ended, and with 0 where KIND is "ok".
 zj_after() {
     zj_s=''
-    if [ ! -d "$2" ]; then
+    if [ ! -d "$2" ] && [ -s "$zj_d/after-$1" ]; then
+        read -r zj_s zj_word <"$zj_d/after-$1"
+    elif [ ! -d "$2" ]; then
         zj_why="job $1 has been removed"
         return
     elif [ -s "$2/cluster/end" ]; then
@@ -52,15 +54,19 @@ zj_after() {
 }
 
 # SIGNAL: to all that the command has left behind, also in sessions of its own. That has become the
-# job child's, which is the parent of our parent.
+# job child's, which is the parent of our parent. A server that the job has needed, and a process
+# that keeps a promise to run other jobs, belong to the queue.
 zj_sweep() {
     [ -n "$zj_child" ] || return
-    for zj_pid in $(ps xo pid= -o ppid= | awk -v top="$zj_child" -v own="$PPID" '
+    for zj_pid in $(ps xo pid= -o ppid= -o args= |
+        awk -v top="$zj_child" -v own="$PPID" '
         { parent[$1] = $2 }
+        / -jobserver [0-9]+$/ || / zojob --root .* keep( --host|$)/ { top_of_others[$1] }
         END {
             for (p in parent) {
                 n = 0
-                for (q = p; (q in parent) && q != top && q != own && n < 1000; ++n) q = parent[q]
+                for (q = p; (q in parent) && q != top && q != own && n < 1000; ++n)
+                    q = q in top_of_others ? own : parent[q]
                 if (q == top && p != top) print p
             }
         }'); do
@@ -78,7 +84,7 @@ zj_try() {
     [ -n "$zj_time" ] && [ $(($(date +%s) - zj_begin)) -ge "${zj_time%.*}" ] || return
     [ -z "$zj_killed" ] || return
     zj_status=124 zj_outcome=timeout
-    zj_say "its time, $zj_time seconds, was over"
+    zj_say "its time, $zj_time s, was over"
     zj_sweep TERM
     sleep 1
     zj_sweep KILL
@@ -93,6 +99,8 @@ zj_settle() {
     done
 }
 
+zj_has_done() { [ -f "$zj_done" ] && [ -x "$zj_done" ]; }
+
 # STATUS OUTCOME ENTRY...: the end of the job. What is told then to others may take its time, and
 # fail; no signal for the job shall end it.
 zj_end() {
@@ -102,10 +110,10 @@ zj_end() {
     [ -z "$zj_outcome" ] || printf '%s\n' "$zj_outcome" 2>/dev/null >"$zj_d/outcome"
     # The place on the disk was taken at the start: the log may have filled it since.
     { printf '%-3s\n' "$zj_status" 1<>"$zj_d/.exit" && mv -f "$zj_d/.exit" "$zj_d/exit"; } 2>/dev/null
-    if [ "$zj_outcome" != cancelled ] && { [ -n "$zj_then" ] || [ -x "$zj_done" ]; }; then
+    if [ "$zj_outcome" != cancelled ] && { [ -n "$zj_then" ] || zj_has_done; }; then
         [ -z "$zj_killed" ] || zj_settle
         [ -z "$zj_then" ] || zj_tell --then "$zj_then" '' "$@"
-        [ ! -x "$zj_done" ] || zj_tell "$zj_done" 'exec "$1"' "$zj_done" "$@"
+        ! zj_has_done || zj_tell "$zj_done" 'exec "$1"' "$zj_done" "$@"
     fi
     exit "$zj_status"
 }

@@ -1,6 +1,7 @@
 #include "jobs/Server.h"
 
 #include "jobs/Account.h"
+#include "jobs/JobDirectory.h"
 #include "jobs/JobError.h"
 #include "jobs/Text.h"
 #include "schedule/ZoClient.h"
@@ -198,6 +199,8 @@ bool Server::run(const Job& job) const
 
 bool Server::remove(const Job& job) const
 {
+    if (isThisMachine())
+        JobDirectory(job).handStatusOn();
     ZoClient client(host.c_str(), root.c_str());
     return isDone(client, client.ask(ZoProtocol::REMOVE, nameable(job)));
 }

@@ -155,6 +155,8 @@ std::string Submission::write(NewJobDirectory& place) const
         writeClusterScript(place);
     else
         writeScript(place);
+    for (const Condition& condition : after)
+        JobDirectory::noteAwaited(condition.directory, place.path);
     return place.finish();
 }
 

@@ -211,7 +211,8 @@ void ZoProcessTree::terminate(int pid)
         look();
         appendBelow(below, pid);
         for (long k = 0; k < below.size(); ++k) {
-            if (contains(signalled, below[k]))
+            // A job may have started the server that ends it now.
+            if (below[k] == ::getpid() || contains(signalled, below[k]))
                 continue;
             sendTerm(below[k]);
             signalled.append(below[k]);

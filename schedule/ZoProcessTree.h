@@ -19,8 +19,8 @@ public:
     /// Appends the ids of all processes below the given one, parents before their children.
     void appendBelow(UtDArray<int>& pids, int pid) const;
 
-    /// Sends SIGTERM to each process below the given one, also to those that come meanwhile, and
-    /// then to the process itself.
+    /// Sends SIGTERM to each process below the given one but this one, also to those that come
+    /// meanwhile, and then to the process itself.
     void terminate(int pid);
 
     /// Whether no living process of this user has the id any more. A zombie lives no more. An id

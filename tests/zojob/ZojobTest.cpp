@@ -249,6 +249,8 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     const std::string bad = Call({ "submit", "exit 3" }).line();
     fs::create_directories(".config/zojob");
     ::setenv("XDG_CONFIG_HOME", Sandbox::path(".config").c_str(), 1);
+    ::setenv("SECRET", "of the user", 1);
+    ::setenv("LOOKS_LIKE", "ours\nzj_d=1\n    zj_after 1", 1);
     Sandbox::write(".config/zojob/done",
                    "#!/bin/sh\necho $ZOJOB_ID $ZOJOB_STATUS >>told\nexit 5\n");
     fs::permissions(".config/zojob/done", fs::perms::owner_all);
@@ -262,7 +264,11 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
         { { "--after", bad, "echo ran" }, "ended with 3", "skipped", 126 },
         { { "--after", "last", "echo ran" }, "ended with 126", "skipped", 126 },
         { { "--after-any", bad, "echo ran" }, "ran\n", "done", 0 },
-        { { "--timeout", "1", "setsid sleep 77 & sleep 78" }, "was over", "timed out", 124 },
+        { { "--timeout", "1", "trap '' TERM; setsid sleep 77 & sleep 78" },
+          "was over",
+          "timed out",
+          124 },
+        { { "--timeout", "9", "cat /proc/*/cmdline 2>&- | grep -a SEC[R]ET=" }, "", "failed", 1 },
         { { "--timeout=1m", "exit 124" }, "", "failed", 124 },
         { { "--retry", "1", "echo x; exit 4" }, "4; again, 1 of 1\nx\nzojob: /", "failed", 4 },
         { { "--then", "echo $ZOJOB_NAME/$ZOJOB_LABEL/$ZOJOB_STATUS", "-La", "exit 2" },
@@ -291,8 +297,14 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     }
     EXPECT_EQ(told, Sandbox::read("told"));
     EXPECT_NE(0, std::system("pgrep -x sleep")) << "what the time was over for goes on";
-    EXPECT_EQ("13", Call({ "again", "4" }).line());
-    EXPECT_TRUE(holds(runScript("13"), "ran\n")) << "without the condition";
+    EXPECT_EQ("14", Call({ "again", "-r", "4" }).line());
+    const std::string late = Call({ "submit", "--after", good, "printenv LOOKS_LIKE" }).line();
+    EXPECT_EQ(0, Call({ "wait" }).end());
+    EXPECT_TRUE(holds(Call({ "log", "14" }).out(), "ran\n")) << "without the condition";
+    EXPECT_EQ(0, Call({ "remove", good, "14" }).end());
+    const std::string output = "ours\nzj_d=1\n    zj_after 1\nzojob: ";
+    EXPECT_EQ(0u, runScript(Call({ "again", late }).line()).find(output));
+    EXPECT_EQ(0u, runScript(late).find(output)) << "the removed one had ended well";
     EXPECT_EQ(1, Call({ "submit", "--after", "99", "true" }).end());
 }
 
@@ -320,13 +332,14 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
 
 TEST_F(Zojob, RunHoldsItsWordAndNobodyWaitsForOneself)
 {
-    Call({ "submit", "sleep 1" });
+    Call({ "submit", "--timeout", "1", KELVO_BUILD_DIR "/bin/zojob submit -r true; sleep 9" });
     EXPECT_EQ(0, Call({ "run", "1" }).end());  // alone: the server goes on to nothing
+    ASSERT_TRUE(Sandbox::waitFor([] { return jobs().size() == 2; }));
     for (const char* const label : { "a", "b" }) {
         Call behind({ "submit", "-rqL", label, "true" });
         EXPECT_EQ("", behind.err() + behind.out());
     }
-    EXPECT_EQ(0, Call({ "wait", "2-3" }).end());
+    EXPECT_EQ(0, Call({ "wait", "2-4" }).end()) << "the first, too, keeps what it has promised";
     EXPECT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x zojob >pids") != 0; }))
         << "a process is left behind";
     Call self({ "submit", "-rw",
