@@ -91,6 +91,9 @@ void Submission::check() const
     if (!S_ISDIR(status.st_mode))
         throw JobError(JobError::FILE_FAILED,
                        "the job cannot run in " + directory + ": it is no directory");
+    if (!namesInterpreter(body) && !isProgram(shell, environment))
+        throw JobError(JobError::INVALID,
+                       "no program '" + shell + "' is found to run the job with");
     if (cluster && !Slurm::isHere(environment))
         throw JobError(JobError::FILE_FAILED,
                        "no sbatch is found through PATH: this machine knows no cluster");
@@ -218,7 +221,8 @@ std::string Submission::again(const Server& server, const Job& job)
         return job.directory;
     }
     if (!old.isOurs())
-        throw JobError(JobError::REFUSED, "only a job that zojob made can be submitted again");
+        throw JobError(JobError::REFUSED,
+                       "it is another application's, whose environment is not known here");
     NewJobDirectory place;
     place.writeFile("script", old.text("script"));
     if (::access((job.directory + "/cluster/batch").c_str(), F_OK) == 0) {

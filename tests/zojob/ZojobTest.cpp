@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 #include <set>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -161,15 +162,21 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
                                 { "submit", "" },
                                 { "submit", " \n" },
                                 { "submit", "-" },
+                                { "submit", "--shell", "nosuch", "true" },
                                 { "submit", "--nonsense", "true" } })
         EXPECT_EQ(2, Call(words).end()) << joined(words);
     Sandbox::write("file", "");
     EXPECT_EQ(1, Call({ "submit", "-C", "file", "true" }).end());
+    EXPECT_EQ(1, Call({ "submit", "-" }, std::string("a\0b", 3)).end());
     EXPECT_EQ(count, jobs().size());
     ::umask(0);
     const auto shown = nlohmann::json::parse(Call({ "add", "--json", "true" }).out());
     const fs::path place = shown["directory"].get<std::string>();
     EXPECT_EQ(count + 1, jobs().size());
+    const std::string niceness = std::to_string(::getpriority(PRIO_PROCESS, 0) + 2);
+    const Words own = { "submit", "ulimit -n; nice" };
+    Call limited("ulimit -Sn 77; exec nice -n 2 \"$0\" \"$@\"", own);
+    EXPECT_EQ("77\n" + niceness + "\n0", runScript(limited.line()));
     for (const fs::path& path : { place, place.parent_path(), place / "job" })
         EXPECT_EQ(fs::perms::owner_all, fs::status(path).permissions()) << path;
 }
@@ -328,6 +335,17 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
     EXPECT_EQ(0, Call({ "run" }).end());
     EXPECT_EQ(143, Call({ "wait", "2-4" }).end()) << "the cancelled one";
     EXPECT_TRUE(holds(Call({ "log", "2" }).out(), "cancelled before it ran"));
+
+    const std::string zojob = KELVO_BUILD_DIR "/bin/zojob ";
+    Call({ "submit", zojob + "stop; " + zojob + "submit -r true; trap '' TERM; sleep 77" });
+    EXPECT_EQ(0, Call({ "run", "5" }).end());
+    ASSERT_TRUE(Sandbox::waitFor([] { return jobs().size() == 6; }));
+    Call onwards({ "kill", "--continue", "--grace", "3" });
+    EXPECT_EQ(0, onwards.end()) << onwards.err() << "a server that the job itself has started";
+    EXPECT_EQ(0, Call({ "wait", "6" }).end());
+    Call({ "submit", "true" });
+    EXPECT_EQ(0, Call({ "kill", "7" }).end());
+    EXPECT_EQ(1, Call({ "run", "7" }).end()) << "it would end at once";
 }
 
 TEST_F(Zojob, RunHoldsItsWordAndNobodyWaitsForOneself)
@@ -349,10 +367,10 @@ TEST_F(Zojob, RunHoldsItsWordAndNobodyWaitsForOneself)
     const std::string log = Call({ "log" }).out();
     for (const char* part : { "would wait for its own end", "nothing was submitted" })
         EXPECT_TRUE(holds(log, part)) << log;
-    Call many({ "submit", "--lines", "-" }, "echo 1\n\necho 2\n");
-    EXPECT_EQ("5\n6\n", many.out());
-    EXPECT_EQ("2\n0", runScript("6"));
-    EXPECT_EQ("echo 1", job("5")["description"]);
+    Call many({ "submit", "--lines", "-" }, "echo 1\r\n\n # no\necho 2");
+    EXPECT_EQ("6\n7\n", many.out());
+    EXPECT_EQ("2\n0", runScript("7"));
+    EXPECT_EQ("echo 1", job("6")["description"]);
 }
 
 TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)

@@ -1,3 +1,4 @@
+#include "jobs/JobError.h"
 #include "jobs/JobName.h"
 #include "jobs/Keeper.h"
 #include "jobs/QueueWatch.h"
@@ -14,7 +15,12 @@ int againCommand(const Options& options)
     std::vector<std::string> names;
     server.ensure();
     for (const Job& job : jobs) {
-        names.push_back(numberOf(Submission::again(server, job)));
+        try {
+            names.push_back(numberOf(Submission::again(server, job)));
+        } catch (const JobError& error) {
+            throw Failure{ Failure(error).code, "job " + jobName(queue, job) +
+                                                    " cannot be submitted again: " + error.what() };
+        }
         print(names.back() + "\n");
     }
     (void)flushPrinted();

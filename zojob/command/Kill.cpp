@@ -62,8 +62,7 @@ static void killRunning(const Server& server, const Queue& queue, const Job& job
                                     "server marks the job as killed within a minute or two" };
     }
     JobTree tree(server.isThisMachine() ? job : Job());
-    if (!options.goOn)
-        stopKeeping(queue);
+    stopKeeping(queue);
     if (!killJob(server, job))
         throw Failure{ REFUSED, "job " + name +
                                     " could not be killed; it may just have ended: see "
@@ -71,7 +70,8 @@ static void killRunning(const Server& server, const Queue& queue, const Job& job
     const bool byForce = endByForce(tree, options.grace, name);
     const int waiting = waitingJobs(queue);
     std::string text = "killed job " + name + (byForce ? ", by force (SIGKILL)" : "");
-    if (options.goOn && waiting > 0 && !server.run())
+    // Somebody else may have been quicker.
+    if (options.goOn && waiting > 0 && !server.run() && !readQueue(server).running())
         throw Failure{ REFUSED, text + ", but the server would not go on: try 'zojob run'" };
     note(text + (options.goOn ? "" : waitingText(waiting)));
 }

@@ -1,4 +1,5 @@
 #include "jobs/JobName.h"
+#include "jobs/JobState.h"
 #include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
 #include "zojob/command/Commands.h"
@@ -38,7 +39,13 @@ int runCommand(const Options& options)
             throw whyNotRun(readQueue(server));
         return DONE_WELL;
     }
-    const Job job = findJob(readQueue(server), options.jobs[0]);
+    const Queue before = readQueue(server);
+    const Job job = findJob(before, options.jobs[0]);
+    if (job.isWaiting() && jobState(job) == JobState::CANCELLED) {
+        const std::string name = jobName(before, job);
+        throw Failure{ REFUSED,
+                       "job " + name + " is cancelled: 'zojob again " + name + "' brings it back" };
+    }
     if (server.run(job))
         return DONE_WELL;
     const Queue queue = readQueue(server);

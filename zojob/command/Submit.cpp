@@ -97,6 +97,8 @@ static Submission prepare(const Server& server, const Options& options)
 
 static void setCommand(Submission& job, const std::string& body, const std::string& command)
 {
+    if (body.compare(0, 2, "#!") != 0 && body.find('\0') != std::string::npos)
+        throw Failure{ REFUSED, "nothing was submitted: the command holds a NUL byte" };
     job.body = body;
     job.command = command;
     job.description = describe(job.label ? *job.label : command);
@@ -113,9 +115,13 @@ static std::vector<std::string> readLines(const std::string& path)
     std::istringstream text(path == "-" ? readStandardInput() : "");
     std::istream& input = path == "-" ? (std::istream&)text : file;
     std::vector<std::string> lines;
-    for (std::string line; std::getline(input, line);)
-        if (line.find_first_not_of(" \t\r") != std::string::npos)
+    for (std::string line; std::getline(input, line);) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        const std::size_t word = line.find_first_not_of(" \t\r");
+        if (word != std::string::npos && line[word] != '#')
             lines.push_back(line);
+    }
     if (file.bad())
         throw Failure{ REFUSED, withReason("cannot read " + path) };
     return lines;
@@ -190,13 +196,13 @@ int submitCommand(const Options& options)
         if (!options.quiet && !options.json)
             print(numberOf(directory) + "\n");
     (void)flushPrinted();  // for a reader who wants the name now; what failed shows at the end
-    if (directories.empty() || (!options.json && !options.run && !options.wait))
+    if (!options.json && (directories.empty() || (!options.run && !options.wait)))
         return DONE_WELL;
     const std::vector<Job> jobs = findByDirectories(readQueue(server), directories);
     if (options.json)
         printJobs(jobs, options);
     (void)flushPrinted();
-    if (options.run)
+    if (options.run && !jobs.empty())
         runQueue(server, jobs);
     if (!options.wait)
         return DONE_WELL;
