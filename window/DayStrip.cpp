@@ -21,7 +21,7 @@ static const double WAITING_PART = 0.24;       // of the width, at most
 static const double SHORTEST = 10;             // seconds
 static const double LONGEST = 40 * 24 * 3600;  // seconds
 static const double DAY = 24 * 3600;
-static const double SMALLEST_FIT = 600;
+static const double SMALLEST_FIT = 120;
 static const int REFRESH = 20000;  // ms, while nothing happens but that time passes
 
 DayStrip::DayStrip(const ZoJobModel* jobModel, QWidget* parent) : QWidget(parent), model(jobModel)
