@@ -89,6 +89,7 @@ int ZoJobModel::find(qint64 id, const QByteArray& directory) const
 
 void ZoJobModel::update(const ZoJobRows& fresh)
 {
+    clock = QDateTime::currentSecsSinceEpoch();
     const int most = int(std::min(jobs.size(), fresh.size()));
     int first = 0;
     while (first < most && jobs[first].isSameJob(fresh[first]))
@@ -221,6 +222,7 @@ void ZoJobModel::changeRows(const ZoJobRows& fresh)
 
 void ZoJobModel::tick()
 {
+    clock = QDateTime::currentSecsSinceEpoch();
     for (int row = 0; row < jobs.size(); ++row)
         if (std::as_const(jobs)[row].state == ZoJobRow::RUNNING)
             emit dataChanged(index(row, TIME), index(row, TIME), { Qt::DisplayRole, SORT_ROLE });
@@ -229,6 +231,8 @@ void ZoJobModel::tick()
 void ZoJobModel::setTicking(bool on)
 {
     ticking = on;
+    if (on)
+        tick();
     updateTimer();
 }
 
@@ -265,8 +269,7 @@ QVariant ZoJobModel::text(const ZoJobRow& job, int column) const
     case STARTED:
         return shortTime(job.started);
     case TIME:
-        return job.started > 0 ? duration(job.runTime(QDateTime::currentSecsSinceEpoch()))
-                               : QString();
+        return job.started > 0 ? duration(job.runTime(clock)) : QString();
     case STATUS:
         return job.status >= 0 ? QString::number(job.status) : QString();
     default:
@@ -286,7 +289,7 @@ QVariant ZoJobModel::sortValue(const ZoJobRow& job, int column) const
     case STARTED:
         return job.started;
     case TIME:
-        return job.runTime(QDateTime::currentSecsSinceEpoch());
+        return job.runTime(clock);
     case STATUS:
         return job.status;
     default:

@@ -108,6 +108,7 @@ private:
     void updateTimer();
 
     ZoJobRows jobs;
+    qint64 clock = 0;  // of the last tick: every view shows the same times
     QTimer* timer;
     bool ticking = true;
     QueueLink* link = nullptr;  // to the thread that watches; null without
