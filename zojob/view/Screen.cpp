@@ -29,7 +29,8 @@ static void take()
 /// In the background the terminal is somebody else's already.
 static void giveBack()
 {
-    if (::tcgetpgrp(STDOUT_FILENO) != ::getpgrp())
+    const pid_t owner = ::tcgetpgrp(STDOUT_FILENO);  // -1: a terminal that controls nobody here
+    if (owner >= 0 && owner != ::getpgrp())
         return;
     (void)::tcflow(STDOUT_FILENO, TCOON);  // Ctrl-S would make us wait for ever
     (void)!::write(STDOUT_FILENO, LEAVE, sizeof LEAVE - 1);

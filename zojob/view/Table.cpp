@@ -125,7 +125,7 @@ std::vector<std::string> tableLines(const std::vector<Listed>& jobs, const Optio
                                     std::size_t limit)
 {
     std::vector<Row> rows;
-    if (!options.noHeader)
+    if (!options.noHeader && !jobs.empty())
         rows.push_back(HEADER);
     const std::size_t first = rows.size();
     for (const Listed& one : jobs)

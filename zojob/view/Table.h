@@ -26,8 +26,9 @@ bool wantsColor(const Options& options);
 /// The state's name, coloured, and padded to `columns`.
 std::string coloredState(JobState state, bool color, std::size_t columns);
 
-/// The jobs as lines, with a heading unless it is not wanted. Lines are cut to so many columns of a
-/// terminal; long names of other applications' jobs leave room for what stands behind them.
+/// The jobs as lines, with a heading unless it is not wanted or there are none. Lines are cut to so
+/// many columns of a terminal; long names of other applications' jobs leave room for what stands
+/// behind them.
 std::vector<std::string> tableLines(const std::vector<Listed>& jobs, const Options& options,
                                     std::size_t limit);
 
