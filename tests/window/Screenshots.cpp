@@ -17,7 +17,6 @@
 #include <QImage>
 #include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -60,17 +59,14 @@ static std::unique_ptr<MainWindow> openWindow(const QSize& size, bool dark)
     return window;
 }
 
-static bool hasState(const MainWindow& window, ZoJobRow::State state)
+/// Waits until there are so many jobs, selects one, and waits for its output to hold the text.
+static void selectJob(MainWindow& window, int count, int row, const char* text)
 {
-    for (const ZoJobRow& job : window.panel->model()->rows())
-        if (job.state == state)
-            return true;
-    return false;
-}
-
-static bool outputHas(MainWindow& window, const char* text)
-{
-    return window.findChild<OutputView*>()->toPlainText().contains(text);
+    const ZoJobRows& rows = window.panel->model()->rows();
+    WindowWorld::waitFor([&] { return rows.size() == count; });
+    window.panel->selectJob(rows[row].id, rows[row].directory);
+    const auto* const output = window.findChild<OutputView*>();
+    WindowWorld::waitFor([&] { return output->toPlainText().contains(text); });
 }
 
 /// Types a job into the dialog.
@@ -100,9 +96,7 @@ static const char* const BUILD =
 
 static void pictureEmpty()
 {
-    auto window = openWindow(QSize(800, 600), false);
-    WindowWorld::waitFor([] { return false; }, 0.5);
-    save(*window, "empty");
+    save(*openWindow(QSize(800, 600), false), "empty");
 }
 
 static void pictureRunning()
@@ -111,10 +105,7 @@ static void pictureRunning()
     submit(*window, BUILD, "build of the library");
     submit(*window, "ctest --test-dir build -j2", "");
     submit(*window, "cp -a build/package /srv/packages", "copy the package");
-    WindowWorld::waitFor([&] { return hasState(*window, ZoJobRow::RUNNING); });
-    window->panel->selectJob(window->panel->model()->rows()[0].id,
-                             window->panel->model()->rows()[0].directory);
-    WindowWorld::waitFor([&] { return outputHas(*window, "74%"); });
+    selectJob(*window, 3, 0, "74%");
     WindowWorld::waitFor([] { return false; }, 4);
     save(*window, "running");
     NewJobDialog* const dialog =
@@ -123,7 +114,6 @@ static void pictureRunning()
     save(*dialog, "new-job");
     dialog->reject();
     Sandbox::request(Sandbox::SCHEDULE_PORT, "tester kill\n");
-    WindowWorld::waitFor([&] { return !hasState(*window, ZoJobRow::RUNNING); });
 }
 
 static void pictureFailed()
@@ -139,29 +129,23 @@ static void pictureFailed()
         { "rsync -a photos/ nas:photos", ZoJob::DONE, 0, 3000, 2100, "sent 2,113 files\n" },
     });
     auto window = openWindow(QSize(800, 600), true);
-    WindowWorld::waitFor([&] { return window->panel->model()->rows().size() == 4; });
-    const ZoJobRow failed = window->panel->model()->rows()[1];
-    window->panel->selectJob(failed.id, failed.directory);
-    WindowWorld::waitFor([&] { return outputHas(*window, "Error 2"); });
+    selectJob(*window, 4, 1, "Error 2");
     save(*window, "failed");
 }
 
 static void pictureHundred()
 {
-    const char* const commands[] = { "simulate --case harbour --step %", "render frame-%.scene",
-                                     "solve mesh-%.inp", "tar czf results-%.tar.gz results-%" };
+    const char* const commands[] = { "simulate --case harbour --step %1", "render frame-%1.scene",
+                                     "solve mesh-%1.inp", "tar czf results-%1.tar.gz results-%1" };
     std::vector<WindowWorld::Past> jobs;
-    static std::vector<std::string> texts(100);
     long long left = 7 * 3600;
     for (int i = 0; i < 100; ++i) {
-        std::string& text = texts[i] = commands[i % 4];
-        for (std::size_t at; (at = text.find('%')) != std::string::npos;)
-            text.replace(at, 1, std::to_string(i + 1));
         const long long seconds = 40 + (i * 7919) % 560;
         const bool waits = i >= 78 || left < seconds;
         const int state = waits ? ZoJob::WAITING : i % 23 == 5 ? ZoJob::KILLED : ZoJob::DONE;
         const int status = i % 13 == 9 ? 1 : 0;
-        jobs.push_back({ text.c_str(), state, status, left, seconds,
+        jobs.push_back({ QString(commands[i % 4]).arg(i + 1).toStdString(), state, status, left,
+                         seconds,
                          status ? "reading input\nsolver: no convergence after 400 steps\n"
                                 : "reading input\nstep 400 of 400\ndone\n" });
         left -= seconds + (i % 19 == 0 ? 900 : 2);
@@ -169,10 +153,7 @@ static void pictureHundred()
     WindowWorld::makePast(jobs);
     for (const bool dark : { false, true }) {
         auto window = openWindow(dark ? QSize(1280, 800) : QSize(800, 600), dark);
-        WindowWorld::waitFor([&] { return window->panel->model()->rows().size() == 100; });
-        const ZoJobRow job = window->panel->model()->rows()[61];
-        window->panel->selectJob(job.id, job.directory);
-        WindowWorld::waitFor([&] { return outputHas(*window, "reading"); });
+        selectJob(*window, 100, 61, "reading");
         save(*window, dark ? "hundred-dark" : "hundred-light");
     }
 }

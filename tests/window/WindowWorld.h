@@ -23,7 +23,7 @@ public:
 
     /// A job that is over, or waits, without ever having been run.
     struct Past {
-        const char* command;
+        std::string command;
         int state;          ///< of ZoJob
         int status;         ///< that the command ended with
         long long started;  ///< seconds before now

@@ -3,7 +3,7 @@
 # Called by ctest, in the sandbox. Keeps a picture of the screen, BUILD/tests/window-display.png or .xwd.
 set -euo pipefail
 build=$2
-for needed in Xvfb xdotool; do
+for needed in Xvfb xdotool openbox; do
     command -v $needed >/dev/null || { echo "skipped: no $needed here"; exit 77; }
 done
 cd "$HOME"
@@ -43,19 +43,15 @@ trap clean_up EXIT
 waits_for "Xvfb does not start: $(<xvfb.log)" test -s display
 DISPLAY=:$(<display)
 export DISPLAY
-activate=windowfocus
-if command -v openbox >/dev/null; then
-    activate=windowactivate
-    openbox >/dev/null 2>&1 &
-    waits_for "openbox does not manage the display" xdotool get_num_desktops
-fi
+openbox >/dev/null 2>&1 &
+waits_for "openbox does not manage the display" xdotool get_num_desktops
 
 # in_front NAME: the window with this name has the keyboard.
 in_front() {
     local found
     found=$(xdotool search --onlyvisible --name "$1" | head -1)
     [[ $found ]] || return
-    xdotool $activate "$found"
+    xdotool windowactivate "$found"
     [[ $(xdotool getwindowfocus getwindowname) =~ $1 ]]
 }
 
