@@ -7,6 +7,7 @@
 #include "jobs/JobScript.h"
 #include "jobs/JobTree.h"
 #include "jobs/Keeper.h"
+#include "jobs/QueueRemoval.h"
 #include "jobs/Submission.h"
 
 #include <QFile>
@@ -268,19 +269,28 @@ void QueueWorker::remove(int number, const QVector<JobKey>& keys)
 {
     answer(number, [&](Answer& result) {
         queue = watch->read();
+        std::vector<Job> chosen;
         int running = 0, gone = 0;
         for (const JobKey& key : keys) {
             const auto same = [&key](const Job& job) {
                 return job.id == key.id && job.directory == key.directory.toStdString();
             };
             const auto job = std::find_if(queue.jobs.begin(), queue.jobs.end(), same);
-            if (job != queue.jobs.end() && job->isRunning())
-                ++running;  // its command would go on unseen, and nothing else could be run
-            else if (job == queue.jobs.end() || !server.remove(*job))
+            if (job == queue.jobs.end())
                 ++gone;
+            else if (job->isRunning())
+                ++running;  // its command would go on unseen, and nothing else could be run
+            else
+                chosen.push_back(*job);
         }
+        server.ensure();
+        const std::vector<Job> left = removeJobs(server, chosen);
+        for (const Job& job : left)
+            running += job.isRunning();
         if (running > 0)
             result.text = tr("A job that has begun to run meanwhile stays");
+        else if (!left.empty())
+            result.text = tr("%1 of the jobs could not be removed").arg(left.size());
         else if (gone > 0)
             result.text = tr("%1 of the jobs had left the queue already").arg(gone);
         result.ok = result.text.isEmpty();
