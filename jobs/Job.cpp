@@ -3,12 +3,13 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/Text.h"
 #include "schedule/ZoJobChildren.h"
+#include "schedule/ZoJobDirectory.h"
+#include "schedule/ZoProcessTree.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <ctime>
 
 const int STATES[JOB_STATES] = { ZoJob::WAITING, ZoJob::RUNNING, ZoJob::DONE, ZoJob::KILLED };
 const char* const STATE_NAMES[JOB_STATES] = { "waiting", "running", "done", "killed" };
@@ -57,22 +58,15 @@ long long Job::runTime() const
 bool Job::hasLostItsId() const
 {
     return isRunningHere() && pid > 0 && ::kill(pid, 0) == 0 &&
-           !ZoJobChildren::isJobChild(pid, startTime);
-}
-
-/// When this machine was started, in seconds since the epoch.
-static long long bootTime()
-{
-    struct timespec sinceBoot;
-    ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
-    return (long long)std::time(nullptr) - sinceBoot.tv_sec;
+           !ZoJobChildren::isJobChild(pid, startTime) && !ZoJobDirectory::isHeld(record());
 }
 
 bool Job::isAbandoned() const
 {
-    if (!isRunningHere() || pid <= 0)
+    if (!isRunningHere() || pid <= 0 || ZoJobDirectory::isHeld(record()))
         return false;
-    return startTime < bootTime() || (::kill(pid, 0) != 0 && errno == ESRCH) || hasLostItsId();
+    return startTime < ZoProcessTree::bootTime() || (::kill(pid, 0) != 0 && errno == ESRCH) ||
+           hasLostItsId();
 }
 
 std::string stateName(const Job& job)

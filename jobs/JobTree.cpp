@@ -3,14 +3,11 @@
 #include "schedule/ZoProcessTree.h"
 
 #include <algorithm>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <unistd.h>
-
-static const double SAME = 5;  // seconds by which two clocks may tell the start differently
 
 static std::string readWhole(const std::string& path)
 {
@@ -34,15 +31,6 @@ static unsigned long long startOf(int pid)
     return state == 'Z' || state == 'X' ? 0 : start;
 }
 
-/// Whether the process was started when the job was, so that it is the one that was recorded.
-static bool isJobChild(const Job& job)
-{
-    const unsigned long long start = job.pid > 1 ? startOf(job.pid) : 0;
-    const double seconds = (double)start / (double)::sysconf(_SC_CLK_TCK);
-    return start > 0 && std::fabs((double)ZoProcessTree::bootTime() + 1 + seconds -
-                                  (double)job.startTime) <= SAME;
-}
-
 static bool isScript(int pid)
 {
     return readWhole("/proc/" + std::to_string(pid) + "/cmdline") == std::string("sh\0job\0-\0", 9);
@@ -57,7 +45,7 @@ static bool isServer(int pid)
 
 JobTree::JobTree(const Job& job)
 {
-    if (!job.isRunningHere() || !isJobChild(job))
+    if (!job.isRunningHere() || job.pid <= 1 || startOf(job.pid) == 0 || job.hasLostItsId())
         return;
     ZoProcessTree tree;
     UtDArray<int> pids;

@@ -222,7 +222,8 @@ std::string Submission::again(const Server& server, const Job& job)
     }
     if (!old.isOurs())
         throw JobError(JobError::REFUSED,
-                       "it is another application's, whose environment is not known here");
+                       "another application's job cannot be submitted again: its environment is "
+                       "not known here");
     NewJobDirectory place;
     place.writeFile("script", old.text("script"));
     if (::access((job.directory + "/cluster/batch").c_str(), F_OK) == 0) {

@@ -168,6 +168,7 @@ void ZoJobChild::live(ZoJobList& list, UtHandle<ZoJob> job, ZoJobGate& gate)
         ZoJobList::log("not recorded as running, child exiting\n");
         ::_exit(0);
     }
+    ZoJobDirectory::holdMarker(job);
     redirectOutput(job->directory);
     ::printf("Starting \"%s\"\n", (const char*)job->command);
     ::fflush(stdout);  // ahead of the command's own output

@@ -1,5 +1,6 @@
 #include "schedule/ZoJobChildren.h"
 
+#include "schedule/ZoJobDirectory.h"
 #include "schedule/ZoProcessTree.h"
 
 #include <cstdio>
@@ -131,6 +132,8 @@ bool ZoJobChildren::isProcessLost(int pid, long long jobStart)
 bool ZoJobChildren::isLost(UtHandle<ZoJob> job)
 {
     const bool isOurs = contains(pids, job->pid);
+    if (!isOurs && ZoJobDirectory::isHeld(job))
+        return false;
     return isProcessLost(job->pid, job->startTime) ||
            (!isOurs && job->startTime < ZoProcessTree::bootTime());
 }

@@ -36,7 +36,8 @@ public:
 
     /// Whether the process of a running job has certainly gone: a child of this process that has
     /// ended; another one when the machine was started after the job, or when it was gone at the
-    /// last look, too. A process that is no job child does not count.
+    /// last look, too. A process that is no job child does not count. The clock may have been set
+    /// since: where somebody holds the job's marker, it runs.
     bool isLost(UtHandle<ZoJob> job);
 
     /// The same for `last`, whose job is in the queue no more.

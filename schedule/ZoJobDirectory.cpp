@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <limits.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,12 +17,38 @@
 static const long long CLIENT_WAIT = 2000;  // ms that a client waits for a directory to go
 static const long long MOST_WAIT = 20000;   // the same where it cannot be renamed
 static const int LOG_MODE = 0666;
+static const int TRIES = 100;                  // to lock a marker that somebody looks at
+static const useconds_t BETWEEN_TRIES = 1000;  // microseconds
 
 void ZoJobDirectory::formatMarker(UtString& path, const ZoJob* job)
 {
     path = job->directory;
     path.appendText("/.", 2);
     zoAppendNumber(path, job->id);
+}
+
+/// A descriptor of the job's marker, or -1.
+static int openMarker(const ZoJob* job, int mode)
+{
+    UtString path;
+    ZoJobDirectory::formatMarker(path, job);
+    return ::open(path, mode | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+}
+
+void ZoJobDirectory::holdMarker(const ZoJob* job)
+{
+    const int fd = openMarker(job, O_RDWR);  // stays open; the command does not inherit it
+    for (int i = 0; i < TRIES && fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) != 0; ++i)
+        ::usleep(BETWEEN_TRIES);
+}
+
+bool ZoJobDirectory::isHeld(const ZoJob* job)
+{
+    const int fd = openMarker(job, O_RDONLY);
+    const bool isLocked = fd >= 0 && ::flock(fd, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (fd >= 0)
+        ::close(fd);
+    return isLocked;
 }
 
 /// Whether there is a marker file of that path, which is relative to an open directory.

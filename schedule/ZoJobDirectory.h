@@ -1,6 +1,7 @@
 #ifndef ZOJOBDIRECTORY_H
 #define ZOJOBDIRECTORY_H
 
+#include "schedule/ZoExport.h"
 #include "schedule/ZoJob.h"
 
 #include <sys/types.h>
@@ -12,6 +13,13 @@ class ZoJobDirectory
 public:
     /// Writes the path of the job's marker file.
     static void formatMarker(UtString& path, const ZoJob* job);
+
+    /// Locks the job's marker for as long as this process lives. Where that fails, others have to
+    /// judge by process ids and times whether the job runs.
+    static void holdMarker(const ZoJob* job);
+
+    /// Whether a living process holds the marker, and so runs the job, whatever the clock says.
+    static SCHEDULE_EXPORT bool isHeld(const ZoJob* job);
 
     /// Opens and empties the job's output file, "log", and makes it where it is not there. Returns
     /// a descriptor; or -1, without waiting, for what is no regular file. A link is followed if it

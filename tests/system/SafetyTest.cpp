@@ -5,8 +5,10 @@
 #include "utlib/UtSocket.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -100,21 +102,27 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
     const std::pair<long long, int> records[] = { { now, 9000001 },          { lastYear, -1 },
                                                   { lastYear, own },         { now, own },
                                                   { now - 60, another.pid }, { now, another.pid },
-                                                  { now - 60, own } };
-    std::string text;
+                                                  { now - 60, own },         { lastYear, own } };
+    std::string text, id;
     for (const auto& [startTime, pid] : records) {  // no process can have the first number
-        const std::string id = std::to_string(text.size());
+        id = std::to_string(text.size());
         Sandbox::write(directory + "/." + id, "");
         text += "11:true::" + directory + ":" + id + ":" + std::to_string(startTime) +
                 ":0:0:" + std::to_string(pid) + "\n";
     }
     Sandbox::write(Sandbox::queueFile(), text);
+    // The last job runs, and the clock has been set since.
+    const int marker = ::open((directory + "/." + id).c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(0, ::flock(marker, LOCK_EX));
     TestServer server(0,
                       [](ZoJobServer& one) { one.secondsPerPass = one.secondsBetweenLooks = 0.5; });
     // One look is enough for jobs from before the machine's start, two for a process that is gone.
-    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "11 13 13 11 11 11 11 "; })) << states();
-    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "13 13 13 11 13 11 11 "; })) << states();
+    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "11 13 13 11 11 11 11 11 "; }))
+        << states();
+    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "13 13 13 11 13 11 11 11 "; }))
+        << states();
     EXPECT_EQ("running\n", server.ask("status"));
+    ::close(marker);
     EXPECT_EQ(0, ::kill(another.pid, SIGKILL));
 }
 

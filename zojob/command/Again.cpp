@@ -18,8 +18,8 @@ int againCommand(const Options& options)
         try {
             names.push_back(numberOf(Submission::again(server, job)));
         } catch (const JobError& error) {
-            throw Failure{ Failure(error).code, "job " + jobName(queue, job) +
-                                                    " cannot be submitted again: " + error.what() };
+            throw Failure{ Failure(error).code,
+                           "job " + jobName(queue, job) + ": " + error.what() };
         }
         print(names.back() + "\n");
     }
