@@ -135,7 +135,7 @@ TEST_F(System, RunningOneJobDoesNotGoOnButAFullRunDoesAlsoAfterAKill)
     const ZoJobList list;
     EXPECT_LT(list.jobs[3]->endTime, list.jobs[4]->startTime) << "a second is between them";
     EXPECT_EQ("ok\nok\n", server.ask("submit \"true\" \"\" d1\nsubmit \"true\" \"\" d2"));
-    const std::string last = std::regex_replace(server.ask("list"), LIST_LINE, "$2 d1\n");
+    const std::string last = std::regex_replace(server.ask("list"), LIST_LINE, "$2 d2\n");
     EXPECT_EQ("ok\n", server.ask("run " + last.substr(last.rfind('\n', last.size() - 2) + 1)));
     EXPECT_TRUE(server.waitForStatus("waiting")) << "the full run has ended before";
 }
