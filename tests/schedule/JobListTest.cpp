@@ -20,42 +20,43 @@
 
 namespace fs = std::filesystem;
 
-static time_t theTime;
-static bool sleepIsShort;
-static bool forkFails;
-static long long clockStep;               // milliseconds that go by from one look to the next
-static std::function<void()> onDeletion;  // before each
-static std::function<void(pid_t)> onSignal;
+static struct Fakes {
+    time_t time = 1700000000;  // 22:13:20 UTC
+    bool sleepIsShort = false, forkFails = false;
+    long long clockStep = 0;           // milliseconds that go by from one look to the next
+    std::function<void()> onDeletion;  // before each
+    std::function<void(pid_t)> onSignal;
+} fakes;
 
 // These replace libc's, for the libraries too.
 #pragma GCC visibility push(default)
 extern "C" time_t time(time_t*) noexcept
 {
-    return theTime;
+    return fakes.time;
 }
 
 extern "C" unsigned sleep(unsigned seconds)
 {
-    return sleepIsShort ? 0 : (::usleep(seconds * 1000000), 0);
+    return fakes.sleepIsShort ? 0 : (::usleep(seconds * 1000000), 0);
 }
 
 extern "C" pid_t fork() noexcept
 {
     static const auto realFork = (pid_t(*)())::dlsym(RTLD_NEXT, "fork");
-    return forkFails ? -1 : realFork();
+    return fakes.forkFails ? -1 : realFork();
 }
 
 extern "C" int kill(pid_t pid, int signal) noexcept
 {
-    if (!onSignal)
+    if (!fakes.onSignal)
         return (int)::syscall(SYS_kill, pid, signal);
-    onSignal(signal == SIGTERM ? pid : -1);
+    fakes.onSignal(signal == SIGTERM ? pid : -1);
     return 0;
 }
 extern "C" int clock_gettime(clockid_t id, timespec* time) noexcept
 {
     static long long passed = 0;
-    passed += clockStep;
+    passed += fakes.clockStep;
     const int result = (int)::syscall(SYS_clock_gettime, id, time);
     time->tv_sec += passed / 1000;
     return result;
@@ -63,8 +64,8 @@ extern "C" int clock_gettime(clockid_t id, timespec* time) noexcept
 
 extern "C" int unlinkat(int directory, const char* path, int flags) noexcept
 {
-    if (onDeletion)
-        onDeletion();
+    if (fakes.onDeletion)
+        fakes.onDeletion();
     return (int)::syscall(SYS_unlinkat, directory, path, flags);
 }
 #pragma GCC visibility pop
@@ -77,11 +78,7 @@ protected:
 
     JobList()
     {
-        theTime = 1700000000;  // 22:13:20 UTC
-        sleepIsShort = forkFails = false;
-        onSignal = nullptr;
-        onDeletion = nullptr;
-        clockStep = 0;
+        fakes = Fakes();
         ZoJobList::logFile = "scheduler.log";
         for (const char* directory : { "d", "bin" })
             fs::create_directory(directory);
@@ -217,8 +214,8 @@ TEST_F(JobList, DeletesTheDirectoryThatItHasJudgedWhateverItsNameLeadsToMeanwhil
     fs::create_directory("documents");
     Sandbox::write("documents/.1700000000", "precious");
     list.submit("x", "", "d");
-    onDeletion = [] {
-        onDeletion = nullptr;
+    fakes.onDeletion = [] {
+        fakes.onDeletion = nullptr;
         fs::rename("d", "swapped");
         fs::create_directory_symlink("documents", "d");
     };
@@ -234,10 +231,10 @@ TEST_F(JobList, DeletesTheRestOfALargeDirectoryWhileNobodyWaits)
     list.submit("x", "", "d");
     int inherited[2];
     ASSERT_EQ(0, ::pipe(inherited));
-    onDeletion = [] { ::usleep(10000); };
-    clockStep = 100;
+    fakes.onDeletion = [] { ::usleep(10000); };
+    fakes.clockStep = 100;
     EXPECT_EQ(0, list.remove(list.jobs[0]));
-    clockStep = 0;
+    fakes.clockStep = 0;
     EXPECT_FALSE(fs::exists("d"));
     const auto isLeft = [] { return std::system("ls -d .kelvo-removed* >ls 2>&1") == 0; };
     EXPECT_TRUE(isLeft());
@@ -290,7 +287,7 @@ TEST_F(JobList, RunsNothingThatDoesNotWait)
     EXPECT_EQ(-1, list.run(nullptr));
     EXPECT_EQ(text, queue());
     load(text += "10:x::d:4:0:0:0:-1\n");
-    forkFails = true;
+    fakes.forkFails = true;
     EXPECT_EQ(-1, list.run(nullptr));
     EXPECT_EQ(ZoJob::WAITING, list.jobs[3]->state);
     list.update();  // would wait for ever on a lock that was left
@@ -322,7 +319,7 @@ TEST_F(JobList, KillSavesFirstAndThenSignalsTheTreeFromItsTop)
     load("11:tree::d:1:0:0:0:9000001\n11:lost::d:2:0:0:0:-1\n11:lost::d:3:0:0:0:0\n"
          "12:over::d:4:0:0:0:9000008\n");
     std::string order;
-    onSignal = [&](pid_t pid) {
+    fakes.onSignal = [&](pid_t pid) {
         EXPECT_EQ("13:tree::d:1:0:1700000000:0:9000001\n13:lost::d:2:0:1700000000:0:-1\n"
                   "13:lost::d:3:0:1700000000:0:0\n12:over::d:4:0:0:0:9000008\n",
                   queue());
@@ -388,7 +385,7 @@ TEST_F(JobList, AKilledJobWhoseChildLivesOnStaysKilled)
 {
     list.submit("true", "", "d");
     EXPECT_EQ(1, list.run(nullptr));
-    onSignal = [](pid_t) {};
+    fakes.onSignal = [](pid_t) {};
     EXPECT_EQ(1, list.kill());
     EXPECT_EQ(list.jobs[0]->pid, ::waitpid(list.jobs[0]->pid, nullptr, 0));
     EXPECT_EQ(0U, queue().find("13:")) << queue();
@@ -396,14 +393,14 @@ TEST_F(JobList, AKilledJobWhoseChildLivesOnStaysKilled)
 
 TEST_F(JobList, RunTimesAreNeverNegativeAndAlwaysFit)
 {
-    const long long most = std::numeric_limits<long long>::max(),
+    const long long most = std::numeric_limits<long long>::max(), now = fakes.time,
                     least = std::numeric_limits<long long>::min();
+    // State, start, end and run time.
     const long long cases[][4] = {
-        // state, start, end and run time
-        { ZoJob::RUNNING, theTime - 60, 0, 60 }, { ZoJob::RUNNING, theTime + 3600, 0, 0 },
-        { ZoJob::DONE, 100, 160, 60 },           { ZoJob::KILLED, 160, 100, 0 },
-        { ZoJob::DONE, least, most, most },      { ZoJob::DONE, most, least, 0 },
-        { ZoJob::RUNNING, least, 0, most },      { ZoJob::WAITING, 0, 0, 0 }
+        { ZoJob::RUNNING, now - 60, 0, 60 }, { ZoJob::RUNNING, now + 3600, 0, 0 },
+        { ZoJob::DONE, 100, 160, 60 },       { ZoJob::KILLED, 160, 100, 0 },
+        { ZoJob::DONE, least, most, most },  { ZoJob::DONE, most, least, 0 },
+        { ZoJob::RUNNING, least, 0, most },  { ZoJob::WAITING, 0, 0, 0 }
     };
     for (const auto& [state, start, end, runTime] : cases) {
         ZoJob job;
@@ -419,7 +416,7 @@ TEST_F(JobList, AClockThatWentBackKeepsNobodyFromStartingAServer)
     Sandbox::write("bin/start", "#!/bin/sh\necho >> starts");
     fs::permissions("bin/start", fs::perms::owner_all);
     ::setenv("JOB_PORT", std::to_string(Sandbox::freePort()).c_str(), 1);
-    sleepIsShort = true;
+    fakes.sleepIsShort = true;
     const std::pair<int, bool> calls[] = { // seconds since the first one, and whether it starts
                                            { 0, true },
                                            { 10, false },
@@ -428,9 +425,9 @@ TEST_F(JobList, AClockThatWentBackKeepsNobodyFromStartingAServer)
                                            { -3589, true }
     };
     std::string starts;
-    const time_t first = theTime;
+    const time_t first = fakes.time;
     for (const auto& [passed, isStart] : calls) {
-        theTime = first + passed;
+        fakes.time = first + passed;
         EXPECT_EQ(-1, ZoScheduleOpen(nullptr, ".", "", ""));
         starts += isStart ? "\n" : "";
         EXPECT_TRUE(Sandbox::waitFor([&] { return Sandbox::read("starts") == starts; })) << passed;
