@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 static const char ENTER[] = "\033[?1049h\033[?25l";  // the other screen, no cursor
 static const char LEAVE[] = "\r\n\033[?25h\033[?1049l";
@@ -17,13 +18,15 @@ static struct termios before;         // as it is given back
 static struct termios keys;           // as it is wanted
 static sigset_t whileWaiting;         // the signals that are held but while somebody waits
 static volatile sig_atomic_t isLost;  // the screen was somebody else's meanwhile, or has changed
+static volatile sig_atomic_t isHere;  // it is the other one, and nobody has left it
 
 /// In the background this stops the process. Failures are those of a terminal that has gone.
 static void take()
 {
     (void)::tcsetattr(STDOUT_FILENO, TCSANOW, &keys);
-    (void)!::write(STDOUT_FILENO, ENTER, sizeof ENTER - 1);
-    isLost = 1;
+    if (!isHere)  // twice, and a terminal could forget where the cursor was
+        (void)!::write(STDOUT_FILENO, ENTER, sizeof ENTER - 1);
+    isHere = isLost = 1;
 }
 
 /// In the background the terminal is somebody else's already.
@@ -34,6 +37,7 @@ static void giveBack()
         return;
     (void)::tcflow(STDOUT_FILENO, TCOON);  // Ctrl-S would make us wait for ever
     (void)!::write(STDOUT_FILENO, LEAVE, sizeof LEAVE - 1);
+    isHere = 0;
     (void)::tcsetattr(STDOUT_FILENO, TCSANOW, &before);
 }
 
