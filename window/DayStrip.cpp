@@ -201,10 +201,9 @@ void DayStrip::paintAxis(QPainter& painter) const
                                                         : "HH:mm");
         painter.setPen(faint(midnight ? 110 : 45));
         painter.drawLine(QPointF(x, laneTop()), QPointF(x, base + 4));
-        const int textWidth = fontMetrics().horizontalAdvance(text);
-        const double left = std::min<double>(x + 4, width() - MARGIN - textWidth);
         painter.setPen(faint(170));
-        painter.drawText(QPointF(left, base + 2 + fontMetrics().ascent()), text);
+        if (x + 4 + fontMetrics().horizontalAdvance(text) <= width() - MARGIN)
+            painter.drawText(QPointF(x + 4, base + 2 + fontMetrics().ascent()), text);
     }
 }
 
