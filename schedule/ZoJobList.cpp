@@ -190,37 +190,51 @@ int ZoJobList::run(UtHandle<ZoJob> job)
     return -1;
 }
 
-/// Marks the running jobs as killed and notes their processes. Returns 1 if there was one, else 0.
-static int endRunningJobs(UtDArray<UtHandle<ZoJob>>& jobs, UtDArray<int>& pids)
+/// Marks the running jobs as killed.
+static void endRunningJobs(UtDArray<UtHandle<ZoJob>>& jobs, UtDArray<UtHandle<ZoJob>>& ended)
 {
-    int ended = 0;
     for (long i = 0; i < jobs.size(); ++i) {
         UtHandle<ZoJob> job = jobs[i];
         if (job->state != ZoJob::RUNNING)
             continue;
-        if (job->pid >= 1)  // others stand for whole groups of processes
-            pids.append(job->pid);
         job->state = ZoJob::KILLED;
         job->endTime = ::time(nullptr);
-        ended = 1;
+        ended.append(job);
     }
-    return ended;
 }
 
 int ZoJobList::kill()
 {
-    UtDArray<int> pids;
-    int killed = 0;
+    UtDArray<UtHandle<ZoJob>> killed;
     {
         // KILLED is saved before the first signal: a crash must not leave it RUNNING.
         const ZoQueueBracket bracket(*this);
-        killed = endRunningJobs(jobs, pids);
-        writeQueue(jobs);
+        endRunningJobs(jobs, killed);
+        if (save() != 0)
+            for (long i = 0; i < killed.size(); ++i)
+                unsavedKills.append(killed[i]);
     }
     ZoProcessTree tree;
-    for (long i = 0; i < pids.size(); ++i)
-        tree.terminate(pids[i]);
-    return killed;
+    for (long i = 0; i < killed.size(); ++i)
+        if (killed[i]->pid >= 1)  // others stand for whole groups of processes
+            tree.terminate(killed[i]->pid);
+    return killed.size() > 0;
+}
+
+void ZoJobList::saveKills()
+{
+    if (unsavedKills.size() == 0)
+        return;
+    const ZoQueueBracket bracket(*this);
+    for (long i = 0; i < unsavedKills.size(); ++i) {
+        UtHandle<ZoJob> killed = unsavedKills[i], job = find(killed, jobs);
+        if (!job || job->state != ZoJob::RUNNING || job->pid != killed->pid)
+            continue;
+        job->state = ZoJob::KILLED;
+        job->endTime = killed->endTime;
+    }
+    if (save() == 0)
+        unsavedKills.resize(0);
 }
 
 bool ZoJobList::hasLivingChild()

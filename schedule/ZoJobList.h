@@ -28,6 +28,7 @@ public:
     UtDArray<int> fdsToClose;        ///< descriptors that a forked job child closes first
     ZoQueueFile* queueFile;          ///< owned; the queue on the disk
     ZoJobChildren* children;         ///< owned; the processes that run jobs
+    UtDArray<UtHandle<ZoJob>> unsavedKills;  ///< killed, and the queue file could not be written
 
     /// Name of the log file; nothing is logged while it is empty.
     static UtFilename logFile;
@@ -113,6 +114,10 @@ public:
     /// Marks every running job KILLED in the queue file, then sends SIGTERM to its processes, those
     /// below the job child first. Returns 1 if at least one job was running, else 0.
     int kill();
+
+    /// Saves that jobs were killed, where the queue file could not be written then; once it can be,
+    /// nobody is to find them running.
+    void saveKills();
 
     /// Whether a job in the state RUNNING runs in a living child of this process.
     bool hasLivingChild();

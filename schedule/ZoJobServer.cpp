@@ -69,6 +69,7 @@ void ZoJobServer::mainLoop()
 void ZoJobServer::pass()
 {
     jobList.reapChildren();
+    jobList.saveKills();
     serveNext();
     if (!terminate)
         endLostJobs();

@@ -16,6 +16,7 @@ void ZoJobServer::interprete(int fd, char* line)
     ZoJobList::log("got message \"%s\"\n", line);
     UtStringTokenizer tokens(line);
     UtString user;
+    jobList.saveKills();
     const ZoProtocol::Request request = ZoProtocol::readRequest(tokens, user);
     if (user != jobList.user) {
         reply(fd, ZoProtocol::REPLY_ERROR);
