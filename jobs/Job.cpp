@@ -7,7 +7,6 @@
 #include "schedule/ZoProcessTree.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 
@@ -65,8 +64,7 @@ bool Job::isAbandoned() const
 {
     if (!isRunningHere() || pid <= 0 || ZoJobDirectory::isHeld(record()))
         return false;
-    return startTime < ZoProcessTree::bootTime() || (::kill(pid, 0) != 0 && errno == ESRCH) ||
-           hasLostItsId();
+    return startTime < ZoProcessTree::bootTime() || ZoProcessTree::isGone(pid) || hasLostItsId();
 }
 
 std::string stateName(const Job& job)

@@ -27,6 +27,10 @@ struct Job {
     Cluster cluster;
     bool isDetached = false;  ///< it runs on the cluster, and nothing stands for it in this queue
 
+    /// It has ended, which the queue does not hold, as on a full disk: see UnsavedEnd.h.
+    bool isUnsaved = false;
+    std::string keptEnd;  ///< of an unsaved one: what its file "exit" will hold; else empty
+
     Job() = default;
     explicit Job(const ZoJob& record);
 

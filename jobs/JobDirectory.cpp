@@ -3,7 +3,6 @@
 #include "jobs/JobScript.h"
 #include "jobs/StateDirectory.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
@@ -18,11 +17,11 @@ const char* const JobDirectory::COMMAND = "sh job || [ -s exit ] || echo $? >exi
 static const char* const SCRIPT = "job";
 static const char* const STATUS = "exit";
 static const char* const STARTED = "started";
-static const char* const OUTCOME = "outcome";
 static const char* const CANCEL = "cancel";
 static const char* const WANTED = "run";
 static const char* const AWAITED = "/awaited";  // the directories of other jobs
 static const char* const AFTER = "/after-";     // and the number of a job that has gone: its status
+static const std::size_t MOST_OF_END = 64;      // bytes of what is written down at the end
 static const std::size_t HEAD = 4096;           // enough for what nearly all jobs were given
 
 /// The first bytes of a file, at most `size`; empty when it cannot be read.
@@ -109,18 +108,27 @@ double JobDirectory::endTime() const
     return hasScript() ? changeTime(path(STATUS)) : 0;
 }
 
-int JobDirectory::recordedStatus() const
+JobDirectory::End JobDirectory::endOf(const std::string& text)
 {
-    if (!hasScript())
-        return -1;
-    const std::string text = readStart(path(STATUS), 16);
-    return !text.empty() && text.back() == '\n' ? std::atoi(text.c_str()) : -1;
+    End end;
+    std::string disk;
+    if (text.empty() || text.back() != '\n')
+        return end;
+    std::istringstream words(text);
+    if (!(words >> end.status))
+        end.status = -1;
+    words >> end.outcome >> disk;
+    if (end.outcome == "-")
+        end.outcome.clear();
+    end.isDiskFull = disk == "full";
+    return end;
 }
 
-std::string JobDirectory::outcome() const
+JobDirectory::End JobDirectory::end() const
 {
-    const std::string text = hasScript() ? readStart(path(OUTCOME), 16) : "";
-    return text.substr(0, text.find('\n'));
+    if (!hasScript())
+        return {};
+    return endOf(job.keptEnd.empty() ? readStart(path(STATUS), MOST_OF_END) : job.keptEnd);
 }
 
 bool JobDirectory::isCancelled() const

@@ -45,12 +45,19 @@ public:
     /// Where the output is, once the job has been started.
     std::string logPath() const { return job.directory + "/log"; }
 
-    /// The status that the job's shell has recorded; -1 while it has not, or not whole.
-    int recordedStatus() const;
+    /// What the script of a job of ours has written down at its end.
+    struct End {
+        int status = -1;          ///< -1: nothing yet, or not whole
+        std::string outcome;      ///< "timeout", "skipped", "cancelled", "killed"; else empty
+        bool isDiskFull = false;  ///< the disk had no room then: the output may be incomplete
+    };
+    End end() const;
 
-    /// How a job of ours ended that did not end by its command: "timeout", "skipped", "cancelled";
-    /// else empty.
-    std::string outcome() const;
+    /// The same from the text of that file.
+    static End endOf(const std::string& text);
+
+    /// Its status.
+    int recordedStatus() const { return end().status; }
 
     /// Whether a waiting job is to end at once when its turn comes.
     bool isCancelled() const;

@@ -22,12 +22,13 @@ public:
         FOREIGN_SERVER,  ///< who answers refuses this user
     };
 
-    JobError(Kind itsKind, const std::string& sentence)
-        : std::runtime_error(sentence), kind(itsKind)
+    JobError(Kind itsKind, const std::string& sentence, long long itsOtherUser = -1)
+        : std::runtime_error(sentence), kind(itsKind), otherUser(itsOtherUser)
     {
     }
 
     const Kind kind;
+    const long long otherUser;  ///< of a FOREIGN_SERVER the user id of its owner; -1: not known
 };
 
 /// `text` with the reason that errno gives, as in "cannot write x: No space left on device".

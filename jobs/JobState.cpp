@@ -9,7 +9,7 @@ const char* const JOB_STATE_NAMES[JOB_STATE_COUNT] = {
 /// The state of a job that its own script has ended, and not with 0.
 static JobState endState(const Job& job)
 {
-    const std::string outcome = JobDirectory(job).outcome();
+    const std::string outcome = JobDirectory(job).end().outcome;
     if (outcome == "timeout")
         return JobState::TIMED_OUT;
     if (outcome == "skipped")

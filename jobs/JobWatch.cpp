@@ -70,11 +70,20 @@ void JobWatch::lookAtCluster()
     question.ask(detached);
 }
 
+/// Whether the process of the running job, a target or what the targets wait for, has gone, so that
+/// only a server can end its record.
+static bool needsServer(const Queue& queue)
+{
+    if (const Job* const running = queue.running())
+        return running->isAbandoned();
+    return queue.trouble.empty() && std::any_of(queue.jobs.begin(), queue.jobs.end(),
+                                                [](const Job& job) { return job.isUnsaved; });
+}
+
 void JobWatch::endAbandoned()
 {
     const double now = secondsNow();
-    const Job* const running = queue.running();  // a target, or what the targets wait for
-    if (allEnded() || !running || !running->isAbandoned()) {
+    if (allEnded() || !needsServer(queue)) {
         abandonedSince = 0;
         return;
     }

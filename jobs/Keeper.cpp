@@ -35,14 +35,15 @@ static bool keepOn(const Server& server, JobWatch& watch)
         if (watch.targets.empty())
             return true;
         bool isRun = true;
-        if (watch.isStuck())
+        const bool isTrouble = !watch.queue.trouble.empty();  // its end is waited for
+        if (watch.isStuck() && !isTrouble)
             try {
                 isRun = server.run();
             } catch (const JobError&) {
                 isRun = false;
             }
         refusals = isRun ? 0 : refusals + 1;
-        watch.wait(watch.queue.running() && isRun ? STEP : AGAIN);
+        watch.wait((watch.queue.running() && isRun) || isTrouble ? STEP : AGAIN);
         watch.look();
     }
     return false;

@@ -15,6 +15,10 @@ class Queue
 public:
     std::vector<Job> jobs;
 
+    /// Why nothing can go on, where jobs wait or run: the queue file of this machine cannot be
+    /// written. A sentence that says so and why; empty when it can.
+    std::string trouble;
+
     Queue() = default;
     explicit Queue(UtDArray<UtHandle<ZoJob>>& records);
 

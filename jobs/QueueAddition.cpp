@@ -54,5 +54,6 @@ void QueueAddition::save()
     added->unlockQueue();
     if (!QueueFile().read().findDirectory(last))
         throw JobError(JobError::FILE_FAILED,
-                       "nothing was submitted: the queue file could not be written");
+                       "nothing was submitted: the queue file could not be written" +
+                           (QueueFile().trouble().empty() ? "" : ", " + QueueFile().trouble()));
 }

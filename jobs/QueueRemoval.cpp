@@ -12,12 +12,15 @@ std::vector<Job> removeJobs(const Server& server, const std::vector<Job>& jobs)
     if (server.isThisMachine() && jobs.size() > 1) {
         ZoJobList list;
         UtDArray<UtHandle<ZoJob>> records;
-        for (std::size_t i = 0; i + 1 < jobs.size(); ++i) {
-            JobDirectory(jobs[i]).handStatusOn();
-            records.append(jobs[i].record());
-        }
+        rest.clear();
+        for (const Job& job : jobs)
+            if (job.isUnsaved || &job == &jobs.back()) {
+                rest.push_back(job);  // an unsaved one runs as far as the queue file tells
+            } else {
+                JobDirectory(job).handStatusOn();
+                records.append(job.record());
+            }
         list.remove(records);
-        rest.erase(rest.begin(), rest.end() - 1);
     }
     // The server takes notice of the others with the last one.
     for (const Job& job : rest)

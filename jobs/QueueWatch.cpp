@@ -96,7 +96,8 @@ bool QueueWatch::hasChanged()
         looked = now;
         changed = current.size != stamp.size || current.inode != stamp.inode ||
                   current.time.tv_sec != stamp.time.tv_sec ||
-                  current.time.tv_nsec != stamp.time.tv_nsec;
+                  current.time.tv_nsec != stamp.time.tv_nsec ||
+                  (isOpen && (hadTrouble || !file->trouble().empty()));
     }
     return changed;
 }
@@ -111,6 +112,8 @@ Queue QueueWatch::read()
         stamp = stampNow();
         looked = secondsNow();
         Queue queue = file->read();
+        isOpen = queue.running() || queue.waiting();
+        hadTrouble = !queue.trouble.empty();
         readClusters(queue.jobs);
         return queue;
     }

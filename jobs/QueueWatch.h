@@ -70,10 +70,12 @@ private:
     std::unique_ptr<QueueFile> file;  // null: the queue of another machine
     int notifier = -1;
     bool changed = true;
-    Stamp stamp;        // of the file that was read last
-    double looked = 0;  // when the stamp was compared last
-    double pause = 0;   // of another machine: seconds to the next question
-    double asked = 0;   // of another machine: when it was asked last
+    Stamp stamp;              // of the file that was read last
+    bool isOpen = false;      // a job waited or ran when it was read
+    bool hadTrouble = false;  // and it could not be written: the file tells of no change
+    double looked = 0;        // when the stamp was compared last
+    double pause = 0;         // of another machine: seconds to the next question
+    double asked = 0;         // of another machine: when it was asked last
 };
 
 #endif

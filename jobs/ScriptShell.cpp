@@ -101,19 +101,43 @@ zj_settle() {
 
 zj_has_done() { [ -f "$zj_done" ] && [ -x "$zj_done" ]; }
 
+# Sets zj_disk to "full" when nothing can be written any more for want of room.
+zj_look() {
+    zj_disk=-
+    case $({ head -c 8192 /dev/zero >"$zj_d/.room"; } 2>&1) in
+    *space* | *quota*) zj_disk=full ;;
+    esac
+    rm -f "$zj_d/.room" 2>/dev/null
+}
+
+# STATUS OUTCOME DISK TIME CHILD DIRECTORY: writes down how the job ended, as soon as that can be
+# done. Its arguments tell it to whoever looks meanwhile. Of a killed job nobody waits for it.
+zj_keep='while read -r pid name state rest <"/proc/$5/stat" && [ "$state" != Z ] && [ -e "$6/job" ]; do
+    { printf "%-23s\n" "$1 $2 $3" 1<>"$6/.exit" && touch -d "@$4" "$6/.exit" &&
+        mv -f "$6/.exit" "$6/exit"; } 2>/dev/null && break
+    sleep 1
+done 2>/dev/null
+exit "$1"'
+
 # STATUS OUTCOME ENTRY...: the end of the job. What is told then to others may take its time, and
 # fail; no signal for the job shall end it.
 zj_end() {
-    zj_status=$1 zj_outcome=$2
+    zj_status=$1 zj_outcome=${2:--} zj_ended=$(date +%s) zj_kept=''
     shift 2
     trap '' TERM INT HUP
-    [ -z "$zj_outcome" ] || printf '%s\n' "$zj_outcome" 2>/dev/null >"$zj_d/outcome"
+    zj_look
     # The place on the disk was taken at the start: the log may have filled it since.
-    { printf '%-3s\n' "$zj_status" 1<>"$zj_d/.exit" && mv -f "$zj_d/.exit" "$zj_d/exit"; } 2>/dev/null
+    { printf '%-23s\n' "$zj_status $zj_outcome $zj_disk" 1<>"$zj_d/.exit" &&
+        mv -f "$zj_d/.exit" "$zj_d/exit"; } 2>/dev/null || zj_kept=1
     if [ "$zj_outcome" != cancelled ] && { [ -n "$zj_then" ] || zj_has_done; }; then
         [ -z "$zj_killed" ] || zj_settle
         [ -z "$zj_then" ] || zj_tell --then "$zj_then" '' "$@"
         ! zj_has_done || zj_tell "$zj_done" 'exec "$1"' "$zj_done" "$@"
+    fi
+    if [ -n "$zj_kept" ]; then
+        trap - TERM INT HUP
+        exec sh -c "$zj_keep" zojob-end "$zj_status" "$zj_outcome" "$zj_disk" "$zj_ended" \
+            "$zj_child" "$zj_d"
     fi
     exit "$zj_status"
 }
@@ -135,7 +159,7 @@ zj_tell() {
 const char* const SCRIPT_MAIN = R"sh(zj_killed='' zj_outcome='' zj_why='' zj_child='' zj_n_try=0
 # The job's own PATH is not for us.
 zj_env_path=$(command -v env) zj_nice_path=$(command -v nice) zj_timeout_path=$(command -v timeout)
-printf -- '-1 \n' 2>/dev/null >"$zj_d/.exit"
+{ printf '%-23s\n' -1 >"$zj_d/.exit"; } 2>/dev/null
 read -r zj_pid zj_word zj_word zj_child zj_word 2>/dev/null <"/proc/$PPID/stat"
 trap zj_killed=1 TERM INT HUP
 if [ -e "$zj_d/cancel" ]; then

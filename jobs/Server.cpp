@@ -6,6 +6,7 @@
 #include "jobs/Text.h"
 #include "schedule/ZoClient.h"
 #include "schedule/ZoIdentity.h"
+#include "utlib/UtPeer.h"
 
 #include <cerrno>
 #include <cmath>
@@ -69,7 +70,8 @@ static JobError refusal(const ZoClient& client, const std::string& port)
     return JobError(JobError::FOREIGN_SERVER,
                     port + " belongs to the server of another user" + ownerText(client.otherUser) +
                         "; you get your own on another port, with a line like 'export JOB_PORT=" +
-                        other + "' in your profile");
+                        other + "' in your profile",
+                    client.otherUser);
 }
 
 /// Why there is no server on this machine, and why none was started.
@@ -139,6 +141,13 @@ Server::Look Server::look() const
     client.look();
     const Presence presence = presenceOf(client);
     return { presence, client.otherUser, presence == OURS ? "" : whyNotServed(client).what() };
+}
+
+long long Server::strangerOnPort() const
+{
+    const long long listener =
+        isThisMachine() ? UtPeer::listenerOf(ZoClient::portOfUser()) : (long long)UtPeer::UNKNOWN;
+    return listener > 0 && !ZoClient::isTrusted(listener) ? listener : -1;
 }
 
 void Server::ensure() const

@@ -40,6 +40,10 @@ public:
     /// Who is there. One connection; starts nothing.
     Look look() const;
 
+    /// The id of another user who has the port, so that no server of this user can be there; -1
+    /// when nobody else has it or that cannot be told. Makes no connection.
+    long long strangerOnPort() const;
+
     /// Makes sure that a server of this user answers: starts one when nobody does.
     void ensure() const;
 

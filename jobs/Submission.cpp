@@ -5,6 +5,7 @@
 #include "jobs/JobScript.h"
 #include "jobs/NewJobDirectory.h"
 #include "jobs/QueueAddition.h"
+#include "jobs/QueueFile.h"
 #include "jobs/QueueWatch.h"
 #include "jobs/Slurm.h"
 #include "jobs/Text.h"
@@ -163,6 +164,14 @@ std::string Submission::write(NewJobDirectory& place) const
     return place.finish();
 }
 
+/// Throws JobError where the queue cannot be written: before anything is made.
+static void checkQueue(const Server& server)
+{
+    const std::string trouble = server.isThisMachine() ? QueueFile().trouble() : "";
+    if (!trouble.empty())
+        throw JobError(JobError::FILE_FAILED, "nothing was submitted: " + trouble);
+}
+
 static std::string submit(NewJobDirectory& place, const Server& server, const std::string& command,
                           const std::string& description)
 {
@@ -171,16 +180,17 @@ static std::string submit(NewJobDirectory& place, const Server& server, const st
     place.keep = true;
     if (!readQueue(server).findDirectory(place.path)) {
         place.keep = false;
+        checkQueue(server);
         throw JobError(JobError::REFUSED,
-                       "the server took the job, but it is not in the queue: the disk may be full, "
-                       "the home directory read-only, or the server one of another home directory "
-                       "or host name, as outside of a container");
+                       "the server took the job, but it is not in the queue: the server may be "
+                       "one of another home directory or host name, as outside of a container");
     }
     return place.path;
 }
 
 std::string Submission::queue(const Server& server) const
 {
+    checkQueue(server);
     NewJobDirectory place;
     return submit(place, server, write(place), description);
 }
@@ -191,6 +201,7 @@ std::vector<std::string> Submission::queueAll(const Server& server,
     std::vector<std::string> paths;
     std::vector<std::unique_ptr<NewJobDirectory>> places;
     QueueAddition addition;
+    checkQueue(server);
     for (const Submission& submission : submissions) {
         const bool isLast = &submission == &submissions.back();
         if (!server.isThisMachine() || isLast)
@@ -224,6 +235,7 @@ std::string Submission::again(const Server& server, const Job& job)
         throw JobError(JobError::REFUSED,
                        "another application's job cannot be submitted again: its environment is "
                        "not known here");
+    checkQueue(server);
     NewJobDirectory place;
     place.writeFile("script", old.text("script"));
     if (::access((job.directory + "/cluster/batch").c_str(), F_OK) == 0) {

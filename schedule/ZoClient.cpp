@@ -58,8 +58,7 @@ ZoClient::~ZoClient() = default;
 
 void (*ZoClient::onSilence)() = nullptr;
 
-/// Whether a socket of this user may be trusted to be the server.
-static bool isTrusted(long long owner)
+bool ZoClient::isTrusted(long long owner)
 {
     return owner == 0 || owner == ::getuid() || owner == ::geteuid();
 }

@@ -55,6 +55,9 @@ public:
     /// null. For a program to complain about.
     static const char* wrongPort();
 
+    /// Whether a listener of this user may be taken for the server: this user's or root's.
+    static bool isTrusted(long long owner);
+
     /// Sends a request without arguments, or with the name of a job. NO_REPLY also when the name
     /// cannot be carried and nothing was sent.
     ZoProtocol::Reply ask(ZoProtocol::Request request, const ZoJob* job = nullptr);

@@ -20,7 +20,8 @@ static const Answer ANSWERS[] = {
     { JobError::SILENT_SERVER, NO_SERVER, "" },
 };
 
-Failure::Failure(const JobError& error) : code(REFUSED), text(error.what())
+Failure::Failure(const JobError& error)
+    : code(REFUSED), text(error.what()), otherUser(error.otherUser)
 {
     for (const Answer& answer : ANSWERS)
         if (answer.kind == error.kind) {
@@ -30,6 +31,7 @@ Failure::Failure(const JobError& error) : code(REFUSED), text(error.what())
 }
 
 static int firstError = 0;
+static bool isPrinted = false;
 
 static void check(bool written)
 {
@@ -37,8 +39,14 @@ static void check(bool written)
         firstError = errno;
 }
 
+bool hasPrinted()
+{
+    return isPrinted;
+}
+
 void print(const std::string& text)
 {
+    isPrinted = isPrinted || !text.empty();
     check(std::fwrite(text.data(), 1, text.size(), stdout) == text.size());
 }
 

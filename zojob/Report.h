@@ -20,6 +20,7 @@ enum {
 struct Failure {
     int code;
     std::string text;
+    long long otherUser = -1;  ///< whose server was met, when that is the failure and it is known
 
     Failure(int exitCode, const std::string& line) : code(exitCode), text(line) {}
 
@@ -32,6 +33,9 @@ void note(const std::string& text);
 
 /// Writes text to standard output. The first failure is kept for the end of the program.
 void print(const std::string& text);
+
+/// Whether print() has been given anything.
+bool hasPrinted();
 
 /// Sends on what print() has collected; false when anything could not be written so far.
 bool flushPrinted();

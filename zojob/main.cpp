@@ -2,6 +2,7 @@
 #include "zojob/Report.h"
 #include "zojob/Usage.h"
 #include "zojob/command/Commands.h"
+#include "zojob/view/Json.h"
 
 #include <cerrno>
 #include <csignal>
@@ -44,6 +45,15 @@ static int runOptions(const Options& options)
     return DONE_WELL;
 }
 
+/// Ends the command. Who reads JSON finds a document there also then, but never two.
+static int tell(const Failure& failure, const Options& options)
+{
+    if (options.json && !hasPrinted())
+        writeJsonFailure(failure.text, failure.code, failure.otherUser);
+    note(failure.text);
+    return failure.code;
+}
+
 static int runProtected(int argc, char** argv)
 {
     Options options;
@@ -51,12 +61,11 @@ static int runProtected(int argc, char** argv)
         options = parseOptions(argc, argv);
         return runOptions(options);
     } catch (const Failure& failure) {
-        note(failure.text);
-        return failure.code;
+        return tell(failure, options);
     } catch (const JobError& error) {
-        const Failure failure(error);
-        note(failure.text + (failure.code == WRONG_USAGE ? helpHint(options.command) : ""));
-        return failure.code;
+        Failure failure(error);
+        failure.text += failure.code == WRONG_USAGE ? helpHint(options.command) : "";
+        return tell(failure, options);
     } catch (const std::exception& exception) {
         note(std::string("cannot go on: ") + exception.what());
         return REFUSED;

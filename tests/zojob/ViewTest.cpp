@@ -191,7 +191,19 @@ TEST_F(View, ShowAndStatusTellEverything)
     EXPECT_EQ(2, found["counts"]["failed"]);
     record(4, 12, "sleep 9", "exec \"it\"", ::time(nullptr) - IDS - 1, 1);
     save();
-    EXPECT_FALSE(holds(Call({ "status" }).out(), "stands still")) << "the next one comes";
+    Sandbox::write(Sandbox::home() + "/.zojobs-old", records[5] + records[0]);
+    const std::string later = Call({ "status" }).out();
+    EXPECT_FALSE(holds(later, "stands still")) << "the next one comes";
+    EXPECT_TRUE(holds(later, "2 jobs, 1 waiting, of a machine called old")) << later;
+    const auto failed = nlohmann::json::parse(Call({ "show", "--json", "x" }).out());
+    EXPECT_EQ(1, failed["exit"]);
+    EXPECT_TRUE(failed["otherUser"].is_null());
+    if (::geteuid() != 0)
+        return;
+    Sandbox::asStranger([this] { listenInVain(); });
+    for (const Words& words :
+         { Words{ "submit", "--json", "true" }, { "show", "--json", name(0) } })
+        EXPECT_EQ(Sandbox::STRANGER, nlohmann::json::parse(Call(words).out())["otherUser"]["id"]);
 }
 
 TEST_F(View, NamesMeanTheJobsThatHaveThem)

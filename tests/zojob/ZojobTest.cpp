@@ -405,12 +405,31 @@ TEST_F(Zojob, KillSparesAProcessThatHasGotTheJobsId)
     ::kill(another.pid, SIGKILL);
 }
 
-TEST_F(Zojob, SubmissionThatCannotBeSavedIsNoSuccess)
+TEST_F(Zojob, WhatEndsWhileNothingCanBeWrittenIsKnownAndIsRecordedLater)
 {
-    const fs::path place = directory(Call({ "submit", "true" }).line());
-    fs::permissions(Sandbox::queueFile(), fs::perms::owner_read);
-    expectRefusal({ "submit", "--quiet", "true" }, "it is not in the queue");
-    EXPECT_FALSE(fs::exists(place.parent_path() / "job-2")) << "half a job";
+    Call wait({ "submit", "-rw", "until [ -e end ]; do sleep 0.05; done; exit 7" });
+    ASSERT_TRUE(Sandbox::waitFor([] { return Call({ "status" }).end() == 0 && isRunning("1"); }));
+    const fs::path place = directory("1");
+    ASSERT_TRUE(Sandbox::waitFor([&] { return fs::exists(place / ".exit"); }));
+    const fs::path closed[] = { place / ".exit", place, Sandbox::queueFile() };
+    for (const fs::path& path : closed)
+        fs::permissions(path, fs::perms::owner_write, fs::perm_options::remove);
+    Sandbox::write("end", "");
+    EXPECT_EQ(7, wait.end()) << wait.err();
+    for (const Words& words : { Words{ "run" }, { "submit", "-q", "true" } })
+        expectRefusal(words, "cannot be written: Permission denied");
+    EXPECT_EQ("failed", job("1")["state"]);
+    EXPECT_EQ(true, job("1")["unsaved"]);
+    EXPECT_FALSE(fs::exists(place / "../job-2"));
+    for (const fs::path& path : closed)
+        fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
+    EXPECT_TRUE(Sandbox::waitFor([] { return job("1")["exit"] == 7; }));
+    EXPECT_TRUE(Sandbox::waitFor([] { return job("1")["unsaved"] == false; }));
+    if (Sandbox::smallDisk().empty())
+        return;
+    ::setenv("XDG_STATE_HOME", Sandbox::smallDisk().c_str(), 1);
+    EXPECT_EQ(5, Call({ "submit", "-rw", "cat /dev/zero; exit 5" }).end());
+    EXPECT_EQ(true, job("last")["diskFull"]);
 }
 
 TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)

@@ -70,6 +70,10 @@ static void killRunning(const Server& server, const Queue& queue, const Job& job
     const bool byForce = endByForce(tree, options.grace, name);
     const int waiting = waitingJobs(queue);
     std::string text = "killed job " + name + (byForce ? ", by force (SIGKILL)" : "");
+    if (!queue.trouble.empty()) {
+        note(text + ", which is written down later: " + queue.trouble);
+        return;
+    }
     // Somebody else may have been quicker.
     if (options.goOn && waiting > 0 && !server.run() && !readQueue(server).running())
         throw Failure{ REFUSED, text + ", but the server would not go on: try 'zojob run'" };

@@ -33,25 +33,35 @@ std::vector<Listed> selectJobs(const std::vector<Listed>& all, const Options& op
     return chosen;
 }
 
-std::vector<std::string> summary(const std::vector<Listed>& all, std::size_t columns)
+/// What is to be known or done where waiting jobs do not run; empty where there is nothing.
+static std::string advice(const std::vector<Listed>& all, const std::string& trouble)
 {
-    const std::string counts = countText(all), both = counts + "; " + HOW_TO_RUN;
-    if (!standsStill(all))
+    if (!trouble.empty())
+        return "no further job starts: " + printable(trouble);
+    return standsStill(all) ? HOW_TO_RUN : "";
+}
+
+std::vector<std::string> summary(const std::vector<Listed>& all, const std::string& trouble,
+                                 std::size_t columns)
+{
+    const std::string counts = countText(all), what = advice(all, trouble);
+    const std::string both = counts + "; " + what;
+    if (what.empty())
         return { cut(counts, columns) };
     if (width(both) <= columns)
         return { both };
-    return { cut(counts + ";", columns), cut(HOW_TO_RUN, columns) };
+    return { cut(counts + ";", columns), cut(what, columns) };
 }
 
 void printList(const std::vector<Listed>& jobs, const std::vector<Listed>& all,
-               const Options& options)
+               const std::string& trouble, const Options& options)
 {
     const TerminalSize size = options.wide ? TerminalSize() : terminalSize();
     for (const std::string& line : tableLines(jobs, options, size.columns))
         print(line + "\n");
     if (options.noHeader)
         return;
-    for (const std::string& line : summary(all, size.columns))
+    for (const std::string& line : summary(all, trouble, size.columns))
         print(line + "\n");
 }
 
@@ -68,14 +78,15 @@ int listCommand(const Options& options)
     const Server server = serverOf(options, options.names ? Server::NEVER_START : Server::START);
     if (options.watch > 0)
         return watchList(server, options);
-    const std::vector<Listed> all = listedJobs(readQueue(server));
+    const Queue queue = readQueue(server);
+    const std::vector<Listed> all = listedJobs(queue);
     const std::vector<Listed> jobs = selectJobs(all, options);
     if (options.names) {
         listNames(jobs);
     } else if (options.json) {
-        writeJsonList(jobs);
+        writeJsonList(jobs, server.strangerOnPort());
     } else {
-        printList(jobs, all, options);
+        printList(jobs, all, queue.trouble, options);
     }
     return DONE_WELL;
 }

@@ -65,6 +65,7 @@ static int followLog(const Options& options)
         if (!copy(log))
             return DONE_WELL;  // main finds out why
     }
+    noteDisk(watch.targets[0].job, watch.targets[0].name);
     if (watch.targets[0].wasRemoved)
         throw Failure{ REFUSED, "job " + watch.targets[0].name + " was removed before it ended" };
     return DONE_WELL;
@@ -80,6 +81,7 @@ static void printLog(const Queue& queue, const Job& job, const Options& options)
     if (options.lines >= 0)
         log.skipToLast(options.lines);
     (void)copy(log);  // main finds out why it could not
+    noteDisk(job, jobName(queue, job));
 }
 
 /// Several outputs, each below the name of its job; those of jobs that have one.

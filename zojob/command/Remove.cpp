@@ -1,6 +1,7 @@
 #include "jobs/JobDirectory.h"
 #include "jobs/JobName.h"
 #include "jobs/JobState.h"
+#include "jobs/QueueFile.h"
 #include "jobs/QueueRemoval.h"
 #include "jobs/QueueWatch.h"
 #include "zojob/Report.h"
@@ -39,9 +40,12 @@ static bool removeAll(const Server& server, const Queue& queue, const std::vecto
     server.ensure();  // first: this may start one, and take its time
     const SignalsHeld held;
     const std::vector<Job> left = removeJobs(server, jobs);
+    const bool mayTell = !left.empty() && server.isThisMachine();
+    const std::string trouble = mayTell ? QueueFile().trouble() : "";
     for (const Job& job : left)
         note("job " + jobName(queue, job) +
-             (job.isRunning() ? " stays, since it has begun to run" : " could not be removed"));
+             (job.isRunning() ? " stays, since it has begun to run" : " could not be removed") +
+             (trouble.empty() ? "" : ": " + trouble));
     return left.empty();
 }
 

@@ -18,9 +18,21 @@ static Failure whyNotRun(const Queue& queue, const Job& job)
                           ": only a waiting job can be run; submit it again" };
 }
 
+static void refuseInTrouble(const Queue& queue)
+{
+    if (!queue.trouble.empty())
+        throw Failure{ REFUSED, "no job is started: " + queue.trouble };
+}
+
 /// Why the server refused to run a job, or all of them.
 static Failure whyNotRun(const Queue& queue)
 {
+    refuseInTrouble(queue);
+    for (const Job& job : queue.jobs)
+        if (job.isUnsaved || job.isAbandoned())
+            return { REFUSED, "job " + jobName(queue, job) +
+                                  " has ended, which the server does not know yet: it finds out "
+                                  "within a minute or two; try again then" };
     if (const Job* const running = queue.running()) {
         const std::string name = jobName(queue, *running);
         return { REFUSED, "job " + name +
@@ -49,6 +61,7 @@ int runCommand(const Options& options)
     if (server.run(job))
         return DONE_WELL;
     const Queue queue = readQueue(server);
+    refuseInTrouble(queue);
     const Job* const now = queue.find(job);
     throw now && now->isWaiting() ? whyNotRun(queue) : whyNotRun(queue, job);
 }

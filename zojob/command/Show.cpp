@@ -35,6 +35,10 @@ static void showText(const Listed& one, const Options& options)
     printField("job", printable(one.name));
     printField("state", coloredState(one.state, wantsColor(options), 0));
     printField("exit status", status < 0 ? "-" : std::to_string(status));
+    if (directory.end().isDiskFull)
+        printField("disk", "full when it ended: its output may be incomplete");
+    if (job.isUnsaved)
+        printField("queue", "does not hold yet that it has ended");
     if (given.label)
         printField("label", printable(*given.label));
     printField("command", printable(given.command));
@@ -66,14 +70,15 @@ static void askCluster(Job& job)
 
 int showCommand(const Options& options)
 {
-    const Queue queue = readQueue(serverOf(options));
+    const Server server = serverOf(options);
+    const Queue queue = readQueue(server);
     std::vector<Listed> jobs;
     for (Job job : findJobs(queue, options.jobs)) {
         askCluster(job);
         jobs.push_back({ job, jobName(queue, job), jobState(job) });
     }
     if (options.json) {
-        writeJsonJobs(jobs, options.script);
+        writeJsonJobs(jobs, server.strangerOnPort(), options.script);
         return DONE_WELL;
     }
     for (std::size_t i = 0; i < jobs.size(); ++i) {

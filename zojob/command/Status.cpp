@@ -7,6 +7,7 @@
 #include "zojob/view/Text.h"
 
 #include <pwd.h>
+#include <unistd.h>
 
 /// The login name of a user; empty where there is none.
 static std::string userName(long long user)
@@ -24,13 +25,28 @@ static std::string serverText(const char* name, long long otherUser)
            (other.empty() ? std::to_string(otherUser) : other) + "'s";
 }
 
-static void printStatus(const std::string& server, const std::vector<Listed>& jobs)
+/// Of a queue under another name of this machine, or of another one that has the same home.
+static std::string otherText(const OtherQueue& other, const std::string& own)
 {
-    printField("server", server);
-    printField("jobs", countText(jobs));
-    if (standsStill(jobs))
+    const std::string file = shellWord(other.path), to = shellWord(own);
+    const bool isFirst = ::access(own.c_str(), F_OK) != 0;
+    return other.path + ": " + std::to_string(other.jobs) +
+           (other.jobs == 1 ? " job, " : " jobs, ") + std::to_string(other.waiting) +
+           " waiting, of a machine called " + other.host + "; if that is this one: " +
+           (isFirst ? "mv " + file + " " + to : "cat " + file + " >>" + to + " && rm " + file);
+}
+
+static void printStatus(const StatusView& view)
+{
+    printField("server", serverText(view.server.c_str(), view.otherUser));
+    printField("jobs", countText(view.jobs));
+    if (!view.trouble.empty())
+        printField("queue", printable("no further job starts: " + view.trouble));
+    else if (standsStill(view.jobs))
         printField("queue", "stands still: 'zojob run' starts the jobs that wait");
-    for (const Listed& one : jobs)
+    for (const OtherQueue& other : view.others)
+        printField("other queue", printable(otherText(other, QueueFile().path())));
+    for (const Listed& one : view.jobs)
         if (one.job.isRunningHere())
             printField("running", printable(one.name + " for " + duration(one.job.runTime()) +
                                             ": " + titleOf(one.job)));
@@ -54,14 +70,21 @@ int statusCommand(const Options& options)
 {
     const Server server = serverOf(options, Server::NEVER_START);
     const Server::Look look = server.look();
-    const char* const name = presenceName(look.presence);
-    std::vector<Listed> jobs;
-    if (server.isThisMachine() || look.presence == Server::OURS)
-        jobs = listedJobs(readQueue(server));
+    StatusView view;
+    view.server = presenceName(look.presence);
+    view.host = options.host;
+    view.otherUser = look.otherUser;
+    if (server.isThisMachine() || look.presence == Server::OURS) {
+        const Queue queue = readQueue(server);
+        view.jobs = listedJobs(queue);
+        view.trouble = queue.trouble;
+    }
+    if (server.isThisMachine())
+        view.others = otherQueues();
     if (options.json)
-        writeJsonStatus(name, options.host, look.otherUser, userName(look.otherUser), jobs);
+        writeJsonStatus(view);
     else
-        printStatus(serverText(name, look.otherUser), jobs);
+        printStatus(view);
     if (look.presence == Server::OURS || look.presence == Server::NONE)
         return DONE_WELL;
     note(look.reason);

@@ -168,15 +168,16 @@ static std::vector<Job> findByDirectories(const Queue& queue,
     return jobs;
 }
 
-static void printJobs(const std::vector<Job>& jobs, const Options& options)
+static void printJobs(const Server& server, const std::vector<Job>& jobs, const Options& options)
 {
+    const long long other = server.strangerOnPort();
     std::vector<Listed> listed;
     for (const Job& job : jobs)
         listed.push_back({ job, numberOf(job.directory), jobState(job) });
     if (options.hasLines)
-        writeJsonList(listed);
+        writeJsonList(listed, other);
     else
-        writeJsonJobs(listed, false);
+        writeJsonJobs(listed, other, false);
 }
 
 int submitCommand(const Options& options)
@@ -200,7 +201,7 @@ int submitCommand(const Options& options)
         return DONE_WELL;
     const std::vector<Job> jobs = findByDirectories(readQueue(server), directories);
     if (options.json)
-        printJobs(jobs, options);
+        printJobs(server, jobs, options);
     (void)flushPrinted();
     if (options.run && !jobs.empty())
         runQueue(server, jobs);

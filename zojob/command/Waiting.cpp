@@ -52,6 +52,12 @@ private:
     bool shown = false;
 };
 
+void noteDisk(const Job& job, const std::string& name)
+{
+    if (job.hasEnded() && JobDirectory(job).end().isDiskFull)
+        note("the disk was full when job " + name + " ended: its output may be incomplete");
+}
+
 /// What a job that has ended counts as; says so where that is not its own status.
 static int statusOf(const JobWatch::Target& target)
 {
@@ -60,6 +66,7 @@ static int statusOf(const JobWatch::Target& target)
         return REFUSED;
     }
     const int status = exitStatus(target.job);
+    noteDisk(target.job, target.name);
     if (status >= 0)
         return status;
     if (!JobDirectory(target.job).hasScript())
@@ -129,7 +136,9 @@ void StuckNote::show(const JobWatch& watch)
     if (isSaid || !watch.isStuck())
         return;
     isSaid = true;
-    note("no job is running, so the waiting ones stay waiting until 'zojob run' starts them");
+    note(watch.queue.trouble.empty()
+             ? "no job is running, so the waiting ones stay waiting until 'zojob run' starts them"
+             : "no job is started: " + watch.queue.trouble);
 }
 
 static char lastWords[512];

@@ -16,6 +16,9 @@ void refuseToWaitBehindOneself(const Queue& queue);
 /// The same when a target is that job, or waits behind it.
 void refuseToWaitForOneself(const JobWatch& watch);
 
+/// Says that the output of a job that has ended may be incomplete, where the disk was full.
+void noteDisk(const Job& job, const std::string& name);
+
 /// Says once, on standard error, that nothing will ever run a target.
 class StuckNote
 {

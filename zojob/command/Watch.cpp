@@ -50,12 +50,13 @@ static std::string lastOutput(const std::vector<Listed>& jobs)
 }
 
 /// What fits on the screen, and what is wanted most where not all does.
-static std::vector<std::string> screenLines(const std::vector<Listed>& all, const Options& options)
+static std::vector<std::string> screenLines(const std::vector<Listed>& all,
+                                            const std::string& trouble, const Options& options)
 {
     const TerminalSize size = terminalSize();
     std::vector<std::string> below;
     if (!options.noHeader)
-        below = summary(all, size.columns);
+        below = summary(all, trouble, size.columns);
     const std::string last = lastOutput(all);
     if (!last.empty())
         below.push_back(cut(last, size.columns));
@@ -105,9 +106,9 @@ int watchList(const Server& server, const Options& options)
         const std::vector<Listed> all = listedJobs(queue);
         due = secondsNow() + options.watch;
         if (screen.isOpen())
-            screen.show(screenLines(all, options));
+            screen.show(screenLines(all, queue.trouble, options));
         else
-            printList(selectJobs(all, options), all, options);
+            printList(selectJobs(all, options), all, queue.trouble, options);
         if (!flushPrinted())
             return DONE_WELL;
     }

@@ -5,6 +5,7 @@
 #include "zojob/view/Text.h"
 
 #include <nlohmann/json.hpp>
+#include <pwd.h>
 
 using Json = nlohmann::ordered_json;
 
@@ -27,12 +28,22 @@ static Json clusterOf(const Job& job)
                  { "detached", job.isDetached } };
 }
 
-static Json toJson(const Listed& one)
+/// Whoever has the port although he may not: null where that is nobody.
+static Json userOf(long long id)
+{
+    if (id < 0)
+        return nullptr;
+    const struct passwd* const entry = ::getpwuid((uid_t)id);
+    return Json{ { "id", id }, { "name", entry ? Json(entry->pw_name) : Json(nullptr) } };
+}
+
+static Json toJson(const Listed& one, const Json& otherUser)
 {
     const Job& job = one.job;
     const JobDirectory directory(job);
     const GivenTexts given = directory.given();
     const int status = exitStatus(job);
+    const bool isFull = job.hasEnded() && directory.end().isDiskFull;
     return Json{ { "id", job.id },
                  { "name", one.name },
                  { "state", jobStateName(one.state) },
@@ -47,22 +58,27 @@ static Json toJson(const Listed& one)
                  { "time", job.runTime() },
                  { "description", job.description },
                  { "reserved", job.reserved },
-                 { "cluster", clusterOf(job) } };
+                 { "cluster", clusterOf(job) },
+                 { "diskFull", isFull },
+                 { "unsaved", job.isUnsaved },
+                 { "otherUser", otherUser } };
 }
 
-void writeJsonList(const std::vector<Listed>& jobs)
+void writeJsonList(const std::vector<Listed>& jobs, long long otherUser)
 {
+    const Json other = userOf(otherUser);
     Json list = Json::array();
     for (const Listed& one : jobs)
-        list.push_back(toJson(one));
+        list.push_back(toJson(one, other));
     write(list);
 }
 
-void writeJsonJobs(const std::vector<Listed>& jobs, bool withScript)
+void writeJsonJobs(const std::vector<Listed>& jobs, long long otherUser, bool withScript)
 {
+    const Json other = userOf(otherUser);
     Json list = Json::array();
     for (const Listed& one : jobs) {
-        Json document = toJson(one);
+        Json document = toJson(one, other);
         const JobDirectory directory(one.job);
         if (withScript)
             document["script"] = directory.isOurs() ? Json(directory.script()) : Json(nullptr);
@@ -71,25 +87,32 @@ void writeJsonJobs(const std::vector<Listed>& jobs, bool withScript)
     write(list.size() == 1 ? list[0] : list);
 }
 
-void writeJsonStatus(const char* server, const std::string& host, long long otherUser,
-                     const std::string& otherName, const std::vector<Listed>& jobs)
+void writeJsonFailure(const std::string& error, int code, long long otherUser)
 {
-    Json counts = Json::object(), running = nullptr, other = nullptr;
+    write(Json{ { "error", error }, { "exit", code }, { "otherUser", userOf(otherUser) } });
+}
+
+void writeJsonStatus(const StatusView& view)
+{
+    Json counts = Json::object(), running = nullptr, queues = Json::array();
+    const Json other = userOf(view.otherUser);
     for (int i = 0; i < JOB_STATE_COUNT; ++i)
         counts[JOB_STATE_NAMES[i]] = 0;
-    for (const Listed& one : jobs) {
+    for (const Listed& one : view.jobs) {
         Json& count = counts[jobStateName(one.state)];
         count = count.get<long>() + 1;
         if (running.is_null() && one.job.isRunningHere())
-            running = toJson(one);
+            running = toJson(one, other);
     }
-    if (otherUser >= 0)
-        other = Json{ { "id", otherUser },
-                      { "name", otherName.empty() ? Json(nullptr) : Json(otherName) } };
-    write(Json{ { "server", server },
-                { "host", host.empty() ? Json(nullptr) : Json(host) },
+    for (const OtherQueue& queue : view.others)
+        queues.push_back(
+            { { "file", queue.path }, { "jobs", queue.jobs }, { "waiting", queue.waiting } });
+    write(Json{ { "server", view.server },
+                { "host", view.host.empty() ? Json(nullptr) : Json(view.host) },
                 { "otherUser", other },
-                { "standsStill", standsStill(jobs) },
+                { "standsStill", standsStill(view.jobs) },
+                { "trouble", view.trouble.empty() ? Json(nullptr) : Json(view.trouble) },
+                { "otherQueues", queues },
                 { "counts", counts },
                 { "running", running } });
 }
