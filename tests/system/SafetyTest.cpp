@@ -25,14 +25,6 @@ extern "C" __attribute__((visibility("default"))) int getpeername(int fd, sockad
     return result;
 }
 
-/// What another user gets from the server for these bytes.
-static std::string requestOfStranger(int port, const std::string& bytes)
-{
-    std::string reply;
-    Sandbox::asStranger([&] { reply = Sandbox::request(port, bytes); });
-    return reply;
-}
-
 TEST(Safety, StrangersGetErrorWhateverTheySend)
 {
     if (::geteuid() != 0)
@@ -42,7 +34,9 @@ TEST(Safety, StrangersGetErrorWhateverTheySend)
     const std::string list = server.request("tester list\n");
     for (const char* bytes : { "tester submit \"touch /tmp/stranger\" \"\" \"\"\n", "tester run\n",
                                "tester list\n", "tester quit\ntester quit\n", "" }) {
-        EXPECT_EQ("error\n", requestOfStranger(server.port, bytes)) << bytes;
+        std::string reply;
+        Sandbox::asStranger([&] { reply = server.request(bytes); });
+        EXPECT_EQ("error\n", reply) << bytes;
         EXPECT_EQ(list, server.request("tester list\n")) << "after a stranger's " << bytes;
     }
     ::kill(server.pid(), SIGSTOP);  // until a stranger who does not wait for an answer has gone

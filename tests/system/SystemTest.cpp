@@ -341,11 +341,7 @@ TEST_F(System, ApplicationKnowsWhetherAListCameWhole)
     for (const char* text : { "okay\n", "ok", "ok\nok\n", "", "errors\n" })
         EXPECT_EQ(ZoProtocol::NO_REPLY, ZoProtocol::readReply(text)) << text;
     EXPECT_EQ(ZoProtocol::REPLY_ERROR, ZoProtocol::readReply("error"));
-    const struct {
-        const char* reply;
-        int result;
-        long jobs;
-    } cases[] = {
+    const std::tuple<const char*, int, long> cases[] = {
         { "0\n", 0, 0 },
         { "1\n10 \"a\" \"\" d 1 0 0 0\nmore\n", 0, 1 },
         { "2\n10 \"a\" \"\" d 1 0 0 0\n10 \"b", -1, 1 },

@@ -84,23 +84,19 @@ TEST_F(Socket, SendsAllToASlowReaderAndGivesUpOnOneThatLeft)
 TEST_F(Socket, ReadsOneLineAndNothingBehindIt)
 {
     const std::string longest(UtSocket::MAX_LINE, 'x');
-    const struct {
-        std::string sent;
-        int result;
-        std::string line, rest;
-    } cases[] = {
+    const std::tuple<std::string, int, std::string, std::string> cases[] = {
         { "one\ntwo\n", 4, "one", "two\n" },
         { "user submit \"rm -rf x", 0, "", "" },
         { std::string("a\0b\n", 4), -1, "", "" },
         { longest + "\n", UtSocket::MAX_LINE + 1, longest, "" },
         { longest + "x\n", -1, "", "" },
     };
-    for (const auto& one : cases) {
-        const int fd = peer([&](int far) { write(far, one.sent); });
+    for (const auto& [sent, result, wanted, rest] : cases) {
+        const int fd = peer([&bytes = sent](int far) { write(far, bytes); });
         UtString line("old");
-        EXPECT_EQ(one.result, UtSocket::readLine(fd, line)) << one.sent.substr(0, 20);
-        EXPECT_TRUE(one.line == (const char*)line) << one.sent.substr(0, 20);
-        EXPECT_EQ(one.rest, one.result < 0 ? "" : receive(fd, 100, 0));
+        EXPECT_EQ(result, UtSocket::readLine(fd, line)) << sent.substr(0, 20);
+        EXPECT_TRUE(wanted == (const char*)line) << sent.substr(0, 20);
+        EXPECT_EQ(rest, result < 0 ? "" : receive(fd, 100, 0));
         UtSocket::close(fd);
     }
 }

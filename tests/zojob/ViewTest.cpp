@@ -64,14 +64,6 @@ protected:
                      ":0:" + (start < 0 ? "-1" : pid) + "\n";
     }
 
-    /// Gives the job a directory as zojob calls its own.
-    void renameNumbered(int n, const std::string& to)
-    {
-        const std::string from = "place" + std::to_string(n) + ":";
-        fs::rename(Sandbox::path("place") + std::to_string(n), Sandbox::path(to.c_str()));
-        records[n].replace(records[n].find(from), from.size(), to + ":");
-    }
-
     void save() const
     {
         std::string text;
@@ -212,8 +204,11 @@ TEST_F(View, NamesMeanTheJobsThatHaveThem)
     Sandbox::write("twin/." + name(6), "");
     const std::string twin = Sandbox::path("twin");
     records[5] = "10:true:f\xc3\xb3xtrot:" + twin + ":" + name(6) + ":0:0:0:-1\n";
-    for (int n = 1; n < 4; ++n)  // of zojob, with numbers from 7 to 9
-        renameNumbered(n, "job-" + std::to_string(6 + n));
+    for (int n = 1; n < 4; ++n) {  // of zojob, with numbers from 7 to 9
+        const std::string from = "place" + std::to_string(n), to = "job-" + std::to_string(6 + n);
+        fs::rename(from, to);
+        records[n].replace(records[n].find(from + ":"), from.size(), to);
+    }
     save();
     const std::string full = name(6) + ":" + twin;
     const std::string x = "x: show " + full;  // what failed last is b: it ended after c
@@ -241,22 +236,18 @@ TEST_F(View, LogShowsTheWantedLines)
     Sandbox::write("place1/log", std::string("Starting \"") + OWN + "\"\none\n\ntwo");
     Sandbox::write("place3/log", std::string("Starting \"") + OWN + "\"\n");
     Sandbox::write("place4/log", "runs\n");
-    const struct {
-        Words words;
-        std::string out;
-        int status = 0;
-    } cases[] = {
-        { { "log", name(0) }, text },
-        { { "log", "-n", "20000", name(0) }, end },
-        { { "log", "-n1", name(0) }, "line 29999\n" },
-        { { "log", "--lines=0", name(0) }, "" },
-        { { "log", name(1) }, "one\n\ntwo" },
-        { { "log", "-n", "2", name(1) }, "\ntwo" },
-        { { "log", "-n", "9", name(1) }, "one\n\ntwo" },
-        { { "log", "-f", name(1) }, "one\n\ntwo" },
-        { { "log", "-fn1", name(1) }, "two" },
-        { { "log", name(3) }, "" },
-        { { "log" }, "runs\n" },
+    const std::tuple<Words, std::string, int> cases[] = {
+        { { "log", name(0) }, text, 0 },
+        { { "log", "-n", "20000", name(0) }, end, 0 },
+        { { "log", "-n1", name(0) }, "line 29999\n", 0 },
+        { { "log", "--lines=0", name(0) }, "", 0 },
+        { { "log", name(1) }, "one\n\ntwo", 0 },
+        { { "log", "-n", "2", name(1) }, "\ntwo", 0 },
+        { { "log", "-n", "9", name(1) }, "one\n\ntwo", 0 },
+        { { "log", "-f", name(1) }, "one\n\ntwo", 0 },
+        { { "log", "-fn1", name(1) }, "two", 0 },
+        { { "log", name(3) }, "", 0 },
+        { { "log" }, "runs\n", 0 },
         { { "log", name(6) }, "", 1 },
     };
     for (const auto& [words, out, status] : cases)
@@ -314,11 +305,8 @@ TEST_F(View, InterruptedWaitSaysSoUnlessThatIsIgnored)
 TEST_F(View, WatchGoesOnUntilNobodyReads)
 {
     Call watching("exec \"$0\" \"$@\" >watched", { "list", "--no-header", "--watch=0.1" });
-    const auto times = [](char letter) {
-        const std::string jobs = shown(Sandbox::read("watched"));
-        return std::count(jobs.begin(), jobs.end(), letter);
-    };
-    EXPECT_TRUE(Sandbox::waitFor([&] { return times('g') > 2; }, 3)) << "at its interval";
+    const auto isRepeated = [] { return shown(Sandbox::read("watched")).size() > 14; };
+    EXPECT_TRUE(Sandbox::waitFor(isRepeated, 3)) << "at its interval";
     EXPECT_FALSE(watching.hasEnded());
     ::kill(watching.pid, SIGTERM);
     Call left("\"$0\" \"$@\" | head -n 1", { "list", "--watch=0.1" });

@@ -67,8 +67,7 @@ TEST_F(Zojob, ArgumentsComeOutByteForByte)
     ::setenv("HOSTILE", all.c_str(), 1);
     ::setenv("IFS", "x", 1);
     ::setenv("UID", "none", 1);
-    Call real({ "submit", "-r", "-w", "printf %s \"$HOSTILE\" a\\ b 'c \"d' $(echo x y)" });
-    EXPECT_EQ(0, real.end()) << real.err();
+    zojob({ "submit", "-r", "-w", "printf %s \"$HOSTILE\" a\\ b 'c \"d' $(echo x y)" });
     EXPECT_EQ(all + "a bc \"dxy", Call({ "log" }).out());
     const Words nasty = { "",     "a b",      "\"",    "'", "\\",    "\n", "$HOME",
                           "`id`", "\xc3\xa9", "*",     "~", "-n",    "--", "[a]",
@@ -235,10 +234,8 @@ TEST_F(Zojob, EndOfAJobShowsAtOnceWithoutTheServer)
     const auto lists = [](const char* text) { return holds(Sandbox::read("listing"), text); };
     ASSERT_TRUE(Sandbox::waitFor([&] { return lists("running"); }));
     ::kill(server->pid(), SIGSTOP);
-    const auto isRecorded = [] {
-        return Sandbox::read(Sandbox::queueFile()).substr(0, 3) == "12:";
-    };
-    ASSERT_TRUE(Sandbox::waitFor(isRecorded));
+    ASSERT_TRUE(
+        Sandbox::waitFor([] { return Sandbox::read(Sandbox::queueFile()).find("12:") == 0; }));
     EXPECT_TRUE(waiting.hasEnded(0.3));
     EXPECT_TRUE(Sandbox::waitFor([&] { return lists("failed  3"); }, 0.3));
     EXPECT_EQ(3, waiting.end()) << waiting.err();
@@ -259,12 +256,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
                    "#!/bin/sh\necho $ZOJOB_ID $ZOJOB_STATUS >>told\nexit 5\n");
     fs::permissions(".config/zojob/done", fs::perms::owner_all);
     const std::string tell = "echo $ZOJOB_NAME/$ZOJOB_LABEL/$ZOJOB_STATUS";
-    const struct {
-        Words words;
-        const char* output;
-        const char* state;
-        int status;
-    } cases[] = {
+    const std::tuple<Words, const char*, const char*, int> cases[] = {
         { { "--after", good, "echo ran" }, "ran\n", "done", 0 },
         { { "--after", bad, "echo ran" }, "ended with 3", "skipped", 126 },
         { { "--after", "last", "echo ran" }, "ended with 126", "skipped", 126 },
@@ -355,10 +347,9 @@ TEST_F(Zojob, RunHoldsItsWordAndNobodyWaitsForOneself)
     EXPECT_EQ(0, Call({ "wait", "2-4" }).end()) << "the first, too, keeps what it has promised";
     EXPECT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x zojob >pids") != 0; }))
         << "a process is left behind";
-    Call self({ "submit", "-rw",
-                "PATH=" KELVO_BUILD_DIR "/bin:$PATH; zojob wait $ZOJOB_ID; "
-                "zojob log -f last; zojob submit -w true; zojob list --names" });
-    EXPECT_EQ(0, self.end()) << self.err();
+    zojob({ "submit", "-rw",
+            "PATH=" KELVO_BUILD_DIR "/bin:$PATH; zojob wait $ZOJOB_ID; "
+            "zojob log -f last; zojob submit -w true; zojob list --names" });
     const std::string log = Call({ "log" }).out();
     for (const char* part : { "would wait for its own end", "nothing was submitted" })
         EXPECT_TRUE(holds(log, part)) << log;
