@@ -1,3 +1,4 @@
+#include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
 #include "utlib/UtFilename.h"
 #include "utlib/UtTmpDir.h"
@@ -6,6 +7,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,6 +46,12 @@ TEST(TmpDir, RemovesATreeAndNothingItLinksTo)
     for (const std::string& path : { std::string("link"), root + "/deep/link" })
         fs::create_directory_symlink(Sandbox::path("kept"), path);
     ::chmod((root + "/locked").c_str(), 0500);
+    Process mounting([&] {  // where users may mount: in a world of their own
+        return ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 &&
+               ::mount("kept", (root + "/deep/er").c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+               tree.remove() == 0;
+    });
+    EXPECT_EQ(0, mounting.end()) << "not all went";
     EXPECT_EQ(0, tree.remove());
     EXPECT_FALSE(fs::exists(root));
     tree = "link/";
