@@ -92,4 +92,10 @@ TEST_F(Limits, QueueGoesOnAfterADeadJobChildAlsoWhenSomebodyAsksAllTheTime)
     EXPECT_EQ(ZoJob::KILLED, list.jobs[0]->state);
     EXPECT_EQ(ZoJob::DONE, list.jobs[1]->state);
     Sandbox::write("released", "");  // ends the orphaned command
+    server.ask("submit \"exec sleep 3\" \"\" d\nrun");
+    list.update();
+    const UtHandle<ZoJob> removed = list.jobs[list.jobs.size() - 1];
+    EXPECT_EQ("ok\n", server.ask("remove " + std::to_string(removed->id) + " d"));
+    EXPECT_EQ(0, ::kill(removed->pid, SIGKILL));
+    EXPECT_TRUE(Sandbox::waitFor(isDone, PASS * 1.2 + 10)) << "removed while it ran";
 }

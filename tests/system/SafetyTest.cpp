@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -44,6 +45,16 @@ TEST(Safety, StrangersGetErrorWhateverTheySend)
         [&] { UtSocket::close(server.connect("tester submit \"true\" \"\" \"\"\n")); });
     ::kill(server.pid(), SIGCONT);
     EXPECT_EQ(list, server.ask("list"));
+    const std::string open = "/proc/" + std::to_string(server.pid()) + "/fd/";
+    int free = 0;
+    while (::access((open + std::to_string(free)).c_str(), F_OK) == 0)
+        ++free;
+    struct rlimit limit, used;
+    ::prlimit(server.pid(), RLIMIT_NOFILE, nullptr, &limit);
+    used = { (rlim_t)free + 1, limit.rlim_max };
+    ::prlimit(server.pid(), RLIMIT_NOFILE, &used, nullptr);
+    EXPECT_EQ("error\n", server.ask("status")) << "nobody can tell who asks";
+    ::prlimit(server.pid(), RLIMIT_NOFILE, &limit, nullptr);
 }
 
 TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
