@@ -181,6 +181,7 @@ TEST_F(View, ShowAndStatusTellEverything)
     const auto found = nlohmann::json::parse(Call({ "status", "--json" }).out());
     EXPECT_EQ("none", found["server"]);
     EXPECT_EQ(2, found["counts"]["failed"]);
+    EXPECT_EQ(true, found["standsStill"]);
     record(4, 12, "sleep 9", "exec \"it\"", ::time(nullptr) - IDS - 1, 1);
     save();
     Sandbox::write(Sandbox::home() + "/.zojobs-old", records[5] + records[0]);
