@@ -27,6 +27,10 @@ utlib/UtString.h utlib/UtStringTokenizer.h utlib/UtTmpDir.h"
 [[ ! -e $tree/bin/zojob-window ]] ||
     wanted+=" window/ZoJobModel.h window/ZoJobPanel.h window/ZoWindowExport.h"
 [[ $headers == "$wanted" ]] || fail "installed: $headers"
+for file in bash-completion/completions/zojob zsh/site-functions/_zojob \
+    fish/vendor_completions.d/zojob.fish man/man1/{start,zojob}.1; do
+    [[ -e $tree/share/$file ]] || fail "not installed: share/$file"
+done
 # The headers need one another and Qt, and nothing that is not installed.
 (cd "$tree/include" && printf '#include "%s"\n' */*.h) >headers.cpp
 qt=Core

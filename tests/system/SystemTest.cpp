@@ -231,14 +231,15 @@ TEST_F(System, SurvivesClientsThatBreakOff)
 TEST_F(System, TheLauncherSaysWhatIsWrong)
 {
     TestServer server;
-    const std::string port = std::to_string(server.port);
-    const std::string cases[][3] = {
-        { "-jobserver " + port, "1", "Kelvo job server: can't open socket on port " + port + "\n" },
-        { "-jobserver 0", "2", "start: \"0\" is no port" },
-        { "", "2", "usage: start -jobserver" },
-        { "--help 2>&-", "0", "usage: start -jobserver" },
-        { "--version 2>&-", "0", "version_tag " }
-    };
+    const std::string port = std::to_string(server.port),
+                      taken = "Kelvo job server: can't open socket on port " + port + "\n";
+    ::setenv("JOB_PORT", port.c_str(), 1);
+    const std::string cases[][3] = { { "-jobserver", "1", taken },
+                                     { "-jobserver " + port, "1", taken },
+                                     { "-jobserver 0", "2", "start: \"0\" is no port" },
+                                     { "", "2", "usage: start -jobserver" },
+                                     { "--help 2>&-", "0", "usage: start -jobserver" },
+                                     { "--version 2>&-", "0", "version_tag " } };
     for (const auto& [arguments, status, text] : cases) {
         const std::string command = KELVO_BUILD_DIR "/bin/start " + arguments + " > said 2>&1";
         EXPECT_EQ(status, std::to_string(WEXITSTATUS(std::system(command.c_str())))) << arguments;
