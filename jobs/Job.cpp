@@ -79,7 +79,8 @@ int exitStatus(const Job& job)
 {
     if (job.cluster.status >= 0)
         return job.cluster.status;
+    const JobDirectory directory(job);
     if (job.state == ZoJob::KILLED)
-        return KILLED_STATUS;
-    return job.state == ZoJob::DONE ? JobDirectory(job).recordedStatus() : -1;
+        return directory.endedByItself() ? directory.recordedStatus() : KILLED_STATUS;
+    return job.state == ZoJob::DONE ? directory.recordedStatus() : -1;
 }

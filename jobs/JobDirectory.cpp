@@ -131,6 +131,12 @@ JobDirectory::End JobDirectory::end() const
     return endOf(job.keptEnd.empty() ? readStart(path(STATUS), MOST_OF_END) : job.keptEnd);
 }
 
+bool JobDirectory::endedByItself() const
+{
+    const End own = end();
+    return job.cluster.id.empty() && own.status >= 0 && own.outcome != "killed";
+}
+
 bool JobDirectory::isCancelled() const
 {
     return hasScript() && ::access(path(CANCEL).c_str(), F_OK) == 0;

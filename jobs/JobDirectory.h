@@ -59,6 +59,9 @@ public:
     /// Its status.
     int recordedStatus() const { return end().status; }
 
+    /// Whether its command had ended here before a kill, which met what runs after it.
+    bool endedByItself() const;
+
     /// Whether a waiting job is to end at once when its turn comes.
     bool isCancelled() const;
 

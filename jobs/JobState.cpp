@@ -26,7 +26,7 @@ JobState jobState(const Job& job)
         return directory.isCancelled() ? JobState::CANCELLED : JobState::WAITING;
     if (job.isRunning())
         return JobState::RUNNING;
-    if (job.state == ZoJob::KILLED)
+    if (job.state == ZoJob::KILLED && !directory.endedByItself())
         return JobState::KILLED;
     if (exitStatus(job) == 0 || !directory.hasScript())
         return JobState::DONE;

@@ -295,7 +295,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     EXPECT_NE(0, std::system("pgrep -x sleep")) << "what the time was over for goes on";
     EXPECT_EQ("14", Call({ "again", "-r", "4" }).line());
     const std::string late = Call({ "submit", "--after", good, "printenv LOOKS_LIKE" }).line();
-    EXPECT_EQ(0, Call({ "wait" }).end());
+    EXPECT_EQ(0, Call({ "wait", "14" }).end());
     EXPECT_TRUE(holds(Call({ "log", "14" }).out(), "ran\n")) << "without the condition";
     EXPECT_EQ(0, Call({ "remove", good, "14" }).end());
     const std::string output = "ours\nzj_d=1\n    zj_after 1\nzojob: ";
@@ -325,6 +325,7 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
     EXPECT_EQ(143, Call({ "wait", "2-4" }).end()) << "the cancelled one";
     EXPECT_TRUE(holds(Call({ "log", "2" }).out(), "cancelled before it ran"));
 
+    EXPECT_TRUE(server->waitForStatus("done"));
     const std::string zojob = KELVO_BUILD_DIR "/bin/zojob ";
     Call({ "submit", zojob + "stop; " + zojob + "submit -r true; trap '' TERM; sleep 77" });
     EXPECT_EQ(0, Call({ "run", "5" }).end());
@@ -332,9 +333,15 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
     Call onwards({ "kill", "--continue", "--grace", "3" });
     EXPECT_EQ(0, onwards.end()) << onwards.err() << "a server that the job itself has started";
     EXPECT_EQ(0, Call({ "wait", "6" }).end());
+    EXPECT_TRUE(server->waitForStatus("done"));
     Call({ "submit", "true" });
     EXPECT_EQ(0, Call({ "kill", "7" }).end());
     EXPECT_EQ(1, Call({ "run", "7" }).end()) << "it would end at once";
+    Call({ "submit", "-q", "--then", "sleep 77", "exit 3" });
+    EXPECT_EQ(0, Call({ "run", "8" }).end());
+    ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x sleep >pids") == 0; }));
+    EXPECT_EQ(0, Call({ "kill" }).end());
+    EXPECT_EQ(3, Call({ "wait", "8" }).end()) << "the command itself had ended";
 }
 
 TEST_F(Zojob, RunHoldsItsWordAndNobodyWaitsForOneself)
