@@ -294,7 +294,8 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     EXPECT_EQ(told, Sandbox::read("told"));
     EXPECT_NE(0, std::system("pgrep -x sleep")) << "what the time was over for goes on";
     EXPECT_EQ("14", Call({ "again", "-r", "4" }).line());
-    const std::string late = Call({ "submit", "--after", good, "printenv LOOKS_LIKE" }).line();
+    const std::string late =
+        Call({ "submit", "-r", "--after", good, "printenv LOOKS_LIKE" }).line();
     EXPECT_EQ(0, Call({ "wait", "14" }).end());
     EXPECT_TRUE(holds(Call({ "log", "14" }).out(), "ran\n")) << "without the condition";
     EXPECT_EQ(0, Call({ "remove", good, "14" }).end());
