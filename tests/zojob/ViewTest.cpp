@@ -145,7 +145,8 @@ TEST_F(View, ListShowsEveryJobAsItIs)
 TEST_F(View, TextsAreThoseThatWereGiven)
 {
     const std::string given = "# command: printf \"\\\\n\" 'a\\nb'\n# directory: /a \\\\ b\n";
-    Sandbox::write("place1/job", "#!/bin/sh\n# made by zojob for us\n" + given + "# end\n");
+    const std::string made = "# made by zojob for " + Sandbox::path("place1\n");
+    Sandbox::write("place1/job", "#!/bin/sh\n" + made + given + "# end\n");
     Sandbox::write("place2/job", "#!/bin/sh\n" + given + "# label: \xe8\xa1\xa8\xe9\xa1\x8c x\n" +
                                      "# end\n# command: another\n");
     Sandbox::write("place2/started", "");  // long after the time that the queue has
@@ -160,7 +161,8 @@ TEST_F(View, TextsAreThoseThatWereGiven)
     const std::string list = Call({ "list" }).out();
     EXPECT_TRUE(holds(list, "  printf \"\\n\" 'a\\nb'\n")) << list;
     EXPECT_TRUE(holds(list, "  \xe8\xa1\xa8\xe9\xa1\x8c x\n")) << list;
-    EXPECT_FALSE(holds(Call({ "show", name(1) }).out(), "made by")) << "only with --script";
+    EXPECT_FALSE(holds(Call({ "show", name(1) }).out(), made)) << "only with --script";
+    EXPECT_TRUE(holds(Call({ "show", "--script", name(1) }).out(), made));
 }
 
 TEST_F(View, ShowAndStatusTellEverything)

@@ -125,7 +125,6 @@ TEST_F(Zojob, NothingRunsOfAJobWhoseFilesAreDamaged)
 TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
 {
     fs::create_directory("a 'b");
-    ::umask(027);
     const std::string python = "#!/usr/bin/env python3\nprint(6 * 7)\n";
     const struct {
         Words words;
@@ -146,9 +145,11 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
     };
     for (auto [words, label, output, input] : cases) {
         words.insert(words.begin(), "submit");
+        ::umask(027);
         ::setenv("OF_A", "caller", 1);
         ::unsetenv("OF_B");
         EXPECT_EQ(words[1] == "-qLq", zojob(words, 0, input).empty()) << joined(words);
+        ::umask(0);
         ::setenv("OF_A", "server", 1);
         ::setenv("OF_B", "server", 1);
         EXPECT_EQ(label, job("last")["description"]) << joined(words);
@@ -164,7 +165,6 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
     EXPECT_EQ(1, Call({ "submit", "-C", "file", "true" }).end());
     EXPECT_EQ(1, Call({ "submit", "-" }, std::string("a\0b", 3)).end());
     EXPECT_EQ(count, jobs().size());
-    ::umask(0);
     const auto shown = nlohmann::json::parse(Call({ "add", "--json", "true" }).out());
     const fs::path place = shown["directory"].get<std::string>();
     EXPECT_EQ(count + 1, jobs().size());
@@ -253,6 +253,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     fs::create_directories(".config/zojob");
     ::setenv("XDG_CONFIG_HOME", Sandbox::path(".config").c_str(), 1);
     ::setenv("SECRET", "of the user", 1);
+    ::setenv("ZOJOB_SHELL", "bash", 1);
     ::setenv("LOOKS_LIKE", "ours\nzj_d=1\n    zj_after 1", 1);
     Sandbox::write(".config/zojob/done",
                    "#!/bin/sh\necho $ZOJOB_ID $ZOJOB_STATUS >>told\nexit 5\n");
@@ -262,17 +263,14 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
         { { "--after", good, "echo ran" }, "ran\n", "done", 0 },
         { { "--after", bad, "echo ran" }, "ended with 3", "skipped", 126 },
         { { "--after", "last", "echo ran" }, "ended with 126", "skipped", 126 },
-        { { "--after-any", bad, "echo ran" }, "ran\n", "done", 0 },
-        { { "--timeout", "1", "trap '' TERM; setsid sleep 77 & sleep 78" },
-          "was over",
-          "timed out",
-          124 },
+        { { "--after-any", good + "," + bad, "echo ran" }, "ran\n", "done", 0 },
+        { { "--timeout=1", "trap '' TERM; setsid sleep 77 & sleep 78" }, "over", "timed out", 124 },
         { { "--timeout", "9", "cat /proc/*/cmdline 2>&- | grep -a SEC[R]ET=" }, "", "failed", 1 },
         { { "--timeout=1m", "exit 124" }, "", "failed", 124 },
         { { "--retry", "1", "echo x; exit 4" }, "4; again, 1 of 1\nx\nzojob: /", "failed", 4 },
         { { "--then", tell, "-La", "exit 2" }, "a/a/2\n", "failed", 2 },
-        { { "--shell=bash", "a=(1 2)\n\n\nnosuch" }, "script: line 4: nosuch", "failed", 127 },
-        { { "a\n(" }, "script: 2: Syntax error", "failed", 2 },
+        { { "a=(1 2)\n\n\nnosuch" }, "script: line 4: nosuch", "failed", 127 },
+        { { "--shell=sh", "a\n(" }, "script: 2: Syntax error", "failed", 2 },
     };
     for (const auto& [words, output, state, status] : cases) {
         Words call = { "submit" };
@@ -492,7 +490,10 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
         ASSERT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << words[0];
     }
     EXPECT_TRUE(!fs::exists(Sandbox::home() + "/.local")) << "nothing was made for a refused job";
-    EXPECT_EQ(1, Call({ "run" }).end()) << "no job waits";
-    EXPECT_TRUE(Sandbox::isListening(Sandbox::SCHEDULE_PORT));
-    EXPECT_EQ(0, Call({ "quit" }).end());
+    fs::create_directories("late/bin");  // its server listens when the launcher has gone
+    Sandbox::write("late/bin/start",
+                   "#!/bin/sh\n(sleep 0.3; exec " KELVO_BUILD_DIR "/bin/start \"$@\") &\nexit 1\n");
+    fs::permissions("late/bin/start", fs::perms::owner_all);
+    EXPECT_EQ(1, Call({ "run", "--root", "late" }).end()) << "no job waits";
+    EXPECT_EQ(0, Call({ "quit" }).end()) << "no server was started";
 }
