@@ -265,4 +265,9 @@ TEST(Faults, NobodyElseReadsTheQueue)
     ASSERT_EQ(0, ::symlink(Sandbox::path("precious").c_str(), files[1].c_str()));
     queue.change();
     EXPECT_EQ("kept", Sandbox::read("precious")) << "a lock file that is a link was followed";
+    ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0664));
+    queue.change();
+    struct stat status = {};
+    EXPECT_EQ(0, ::stat(queue.file.c_str(), &status));
+    EXPECT_EQ(0644u, status.st_mode & 07777) << "others may write to it";
 }

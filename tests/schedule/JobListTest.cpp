@@ -150,6 +150,22 @@ TEST_F(JobList, ReadsWhatIsThereWhileSomebodyHoldsTheLock)
     list.lockQueue();
     EXPECT_EQ(1, ZoJobList().jobs.size());
     list.unlockQueue();
+    const Process holder([] {
+        ZoJobList other;
+        other.lockQueue();
+        Sandbox::write("held", "");
+        ::usleep(300000);
+        Sandbox::write("let go", "");
+        return 0;
+    });
+    ASSERT_TRUE(Sandbox::waitFor([] { return fs::exists("held"); }));
+    struct sigaction action = {};  // without SA_RESTART
+    action.sa_handler = [](int) {};
+    ::sigaction(SIGALRM, &action, nullptr);
+    ::ualarm(50000, 0);
+    list.lockQueue();
+    EXPECT_TRUE(fs::exists("let go")) << "a signal is taken for the lock";
+    list.unlockQueue();
 }
 
 TEST_F(JobList, LineOfAListBecomesAJob)
@@ -192,6 +208,15 @@ TEST_F(JobList, FindsAndRemovesWhatWasSubmitted)
     fs::remove("d/.1700000000");
     EXPECT_EQ(-1, list.remove(job));
     EXPECT_TRUE(fs::exists("d"));
+    UtDArray<UtHandle<ZoJob>> both;
+    for (const char* const name : { "e", "f" }) {
+        fs::create_directory(name);
+        list.submit(name, "", name);
+        both.append(list.jobs[list.jobs.size() - 1]);
+    }
+    Sandbox::write(Sandbox::queueFile(), "11" + queue().substr(2));
+    list.remove(both);
+    EXPECT_EQ("11:e::e" + end, queue()) << "it runs meanwhile";
 }
 
 TEST_F(JobList, NeverDeletesTheHomeOrADirectoryThatHoldsIt)

@@ -9,10 +9,12 @@
 #include "utlib/UtSocket.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <regex>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -214,9 +216,12 @@ TEST_F(System, TakesTheLongestLineAndTellsTheLongestList)
     UtSocket::close(ended);
 }
 
-TEST_F(System, SurvivesClientsThatBreakOff)
+TEST_F(System, SurvivesClientsThatBreakOffAndWhatItsCallerHasSet)
 {
+    ::signal(SIGCHLD, SIG_IGN);
+    ASSERT_EQ(0, ::fcntl(STDIN_FILENO, F_SETFD, FD_CLOEXEC));
     TestServer server;
+    ::signal(SIGCHLD, SIG_DFL);
     const std::string line = "tester submit \"x\" \"\" d1";
     for (const std::string& request :
          { line, line + std::string("\0\n", 2), line + std::string(2 << 20, ' ') + "\n" })
@@ -226,6 +231,13 @@ TEST_F(System, SurvivesClientsThatBreakOff)
     ::kill(server.pid(), SIGCONT);
     EXPECT_EQ("0\n", server.ask("list"));
     EXPECT_EQ(std::string::npos, server.log().find("refused"));
+    const std::string process = "/proc/" + std::to_string(server.pid());
+    const std::string status = Sandbox::read(process + "/status");
+    EXPECT_EQ("/dev/null", fs::read_symlink(process + "/fd/0"));
+    EXPECT_TRUE(std::regex_search(status, std::regex("SigIgn:\\s\\w{11}0\\w{4}\n"))) << "SIGCHLD";
+    const struct rlimit none = {};
+    ASSERT_EQ(0, ::prlimit(server.pid(), RLIMIT_FSIZE, &none, nullptr));
+    EXPECT_EQ("ok\nok\n", server.ask("submit \"true\" \"\" \"\"\nquit"));
 }
 
 TEST_F(System, TheLauncherSaysWhatIsWrong)
@@ -237,9 +249,11 @@ TEST_F(System, TheLauncherSaysWhatIsWrong)
     const std::string cases[][3] = { { "-jobserver", "1", taken },
                                      { "-jobserver " + port, "1", taken },
                                      { "-jobserver 0", "2", "start: \"0\" is no port" },
+                                     { "-jobserver 9x", "2", "start: \"9x\" is no port" },
                                      { "", "2", "usage: start -jobserver" },
                                      { "--help 2>&-", "0", "usage: start -jobserver" },
-                                     { "--version 2>&-", "0", "version_tag " } };
+                                     { "--version 2>&-", "0", "version_tag " },
+                                     { "--version >/dev/full; echo $?", "0", "1\n" } };
     for (const auto& [arguments, status, text] : cases) {
         const std::string command = KELVO_BUILD_DIR "/bin/start " + arguments + " > said 2>&1";
         EXPECT_EQ(status, std::to_string(WEXITSTATUS(std::system(command.c_str())))) << arguments;
