@@ -45,7 +45,8 @@ TEST(TmpDir, RemovesATreeAndNothingItLinksTo)
     }
     for (const std::string& path : { std::string("link"), root + "/deep/link" })
         fs::create_directory_symlink(Sandbox::path("kept"), path);
-    ::chmod((root + "/locked").c_str(), 0500);
+    for (const char* const path : { "/locked", "/" })
+        ::chmod((root + path).c_str(), 0500);
     Process mounting([&] {  // where users may mount: in a world of their own
         return ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 &&
                ::mount("kept", (root + "/deep/er").c_str(), nullptr, MS_BIND, nullptr) == 0 &&
@@ -89,6 +90,9 @@ TEST(Filename, CreatesAnEmptyFileAndFollowsNoLink)
     file = "link";
     EXPECT_EQ(-1, file.create(0664));
     EXPECT_EQ("precious", Sandbox::read("old"));
+    ASSERT_EQ(0, ::mkfifo("pipe", 0600));
+    file = "pipe";
+    EXPECT_EQ(-1, file.create(0664));
     for (const char* name : { "new", "old" }) {
         file = name;
         EXPECT_EQ(0, file.create(0664));

@@ -230,6 +230,7 @@ TEST_F(Socket, ServerSurvivesWhatPassesAndConnectionsAreNotInherited)
     EXPECT_TRUE(Sandbox::waitFor([&] { return (far = server.accept()) >= 0; }));
     for (int fd : { server.descriptor, near, far })
         EXPECT_EQ(FD_CLOEXEC, ::fcntl(fd, F_GETFD));
+    EXPECT_EQ(0, ::fcntl(near, F_GETFL) & O_NONBLOCK);
     UtSocket::close(far);
     UtSocket::close(near);
 }
