@@ -159,6 +159,8 @@ const Job& QueueWorker::find(const JobKey& key) const
 /// Why the server would not run this job, or any.
 static QString whyNotRun(const Queue& queue, const Job* job)
 {
+    if (!queue.trouble.empty())
+        return QueueWorker::tr("Nothing was run: %1").arg(QString::fromStdString(queue.trouble));
     if (const Job* const running = queue.running())
         return QueueWorker::tr("Job %1 is running, and only one runs at a time: try again when it "
                                "has ended")
