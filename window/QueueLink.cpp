@@ -37,11 +37,11 @@ QueueLink::QueueLink(const QString& rootDirectory, QObject* parent)
 
 QueueLink::~QueueLink()
 {
+    // First: it may end between the wait and what follows.
+    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     thread->quit();
     if (thread->wait(open > 0 ? 0 : ENDING))
         delete thread;
-    else
-        connect(thread, &QThread::finished, thread, &QObject::deleteLater);
 }
 
 template <typename Call>

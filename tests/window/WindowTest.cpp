@@ -27,6 +27,7 @@
 #include <algorithm>
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 #include <memory>
 
 #if defined(KELVO_INSTRUMENTED)
@@ -78,11 +79,23 @@ void WindowTest::init()
     open();
 }
 
+/// Whether a window that was closed in the middle of a request has left its thread to end with it.
+static bool hasThread()
+{
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task"))
+        if (Sandbox::read(task.path().string() + "/comm") == "zojob queue\n")
+            return true;
+    return false;
+}
+
 void WindowTest::cleanup()
 {
     window.reset();
     Sandbox::request(Sandbox::SCHEDULE_PORT, "tester kill\n");
     WindowWorld::endServer();
+    QVERIFY(WindowWorld::waitFor([] { return !hasThread(); }));  // else it counts as leaked
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 void WindowTest::open()
