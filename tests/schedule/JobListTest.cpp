@@ -386,7 +386,8 @@ TEST_F(JobList, CommandInheritsNothingAndKeepsItsOutputInOrder)
     const std::string command =
         "for f in /proc/$$/fd/*; do [ -e $f ] && echo ${f##*/}; done; "
         "(true &); sleep 0.2; ps o stat= --ppid $PPID | grep -c Z; "
-        "grep -c 'Sig[BI].*00000$' /proc/$$/status; echo error >&2; echo end; exit 3";
+        "(sleep 0.1; grep -c 'Sig[BI].*00000$' /proc/$$/status);"  // the shell blocks for a moment
+        " echo error >&2; echo end; exit 3";
     list.port = Sandbox::freePort();
     list.submit(command.c_str(), "", "d");
     const int inherited = ::open("/dev/null", O_RDONLY);
