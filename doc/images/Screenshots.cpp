@@ -2,7 +2,12 @@
 // directory. The jobs are real ones, but for those of the past.
 #include "tests/window/WindowWorld.h"
 
-#include "schedule/ZoJob.h"
+#include "jobs/JobScript.h"
+#include "jobs/Queue.h"
+#include "jobs/Server.h"
+#include "jobs/Submission.h"
+#include "schedule/ZoJobList.h"
+#include "tests/sandbox/TestServer.h"
 #include "window/MainWindow.h"
 #include "window/NewJobDialog.h"
 #include "window/OutputView.h"
@@ -16,11 +21,15 @@
 #include <QHash>
 #include <QImage>
 #include <QLineEdit>
+#include <QPalette>
 #include <QPlainTextEdit>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
+#include <string>
+#include <vector>
 
 static QString theDirectory;
 
@@ -50,9 +59,31 @@ static void save(QWidget& widget, const char* name)
     }
 }
 
+static QPalette lightPalette()
+{
+    QPalette palette(QColor(0xEF, 0xF0, 0xF2));
+    palette.setColor(QPalette::Base, Qt::white);
+    palette.setColor(QPalette::AlternateBase, QColor(0xF7, 0xF8, 0xF9));
+    palette.setColor(QPalette::Highlight, QColor(0x2F, 0x6F, 0xC4));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    return palette;
+}
+
+static QPalette darkPalette()
+{
+    QPalette palette(QColor(0x2B, 0x2E, 0x33));
+    palette.setColor(QPalette::Base, QColor(0x1E, 0x20, 0x24));
+    palette.setColor(QPalette::AlternateBase, QColor(0x24, 0x26, 0x2B));
+    for (const auto role : { QPalette::WindowText, QPalette::ButtonText, QPalette::Text })
+        palette.setColor(QPalette::Disabled, role, QColor(0x80, 0x85, 0x8D));
+    palette.setColor(QPalette::Highlight, QColor(0x3D, 0x7F, 0xD6));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    return palette;
+}
+
 static std::unique_ptr<MainWindow> openWindow(const QSize& size, bool dark)
 {
-    QApplication::setPalette(dark ? WindowWorld::dark() : WindowWorld::light());
+    QApplication::setPalette(dark ? darkPalette() : lightPalette());
     auto window = std::make_unique<MainWindow>(WindowWorld::root());
     window->resize(size);
     window->show();
@@ -116,9 +147,53 @@ static void pictureRunning()
     Sandbox::request(Sandbox::SCHEDULE_PORT, "tester kill\n");
 }
 
+/// A job that is over, or waits, without ever having been run.
+struct Past {
+    std::string command;
+    int state;          ///< of ZoJob
+    int status;         ///< that the command ended with
+    long long started;  ///< seconds before now
+    long long seconds;
+    const char* output;
+};
+
+/// Submits the jobs to the server of this world, as the window does, and has the queue say what
+/// became of them.
+static void makePast(const std::vector<Past>& jobs)
+{
+    TestServer process(Sandbox::SCHEDULE_PORT);
+    const Server server("", KELVO_BUILD_DIR);
+    for (const Past& job : jobs) {
+        Submission submission;
+        submission.body = job.command;
+        submission.command = job.command;
+        submission.description = describe(job.command);
+        submission.directory = Sandbox::home();
+        submission.queue(server);
+    }
+    process.quit();
+    const long long now = ::time(nullptr);
+    ZoJobList list;
+    list.lockQueue();
+    list.readQueue(list.jobs);
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        const UtHandle<ZoJob> job = list.jobs[long(i)];
+        const std::string place = (const char*)job->directory;
+        if (jobs[i].state == ZoJob::WAITING)
+            continue;
+        job->state = jobs[i].state;
+        job->startTime = now - jobs[i].started;
+        job->endTime = job->startTime + jobs[i].seconds;
+        Sandbox::write(place + "/log", jobs[i].output);
+        Sandbox::write(place + "/exit", std::to_string(jobs[i].status) + "\n");
+    }
+    list.writeQueue(list.jobs);
+    list.unlockQueue();
+}
+
 static void pictureFailed()
 {
-    WindowWorld::makePast({
+    makePast({
         { "backup.sh /home /srv/backup", ZoJob::DONE, 0, 5400, 900, "1,204 files\n" },
         { "make -C kernel bzImage", ZoJob::DONE, 2, 4300, 700,
           "  CC      init/main.o\n  CC      kernel/fork.o\n"
@@ -137,7 +212,7 @@ static void pictureHundred()
 {
     const char* const commands[] = { "simulate --case harbour --step %1", "render frame-%1.scene",
                                      "solve mesh-%1.inp", "tar czf results-%1.tar.gz results-%1" };
-    std::vector<WindowWorld::Past> jobs;
+    std::vector<Past> jobs;
     long long left = 7 * 3600;
     for (int i = 0; i < 100; ++i) {
         const long long seconds = 40 + (i * 7919) % 560;
@@ -150,7 +225,7 @@ static void pictureHundred()
                                 : "reading input\nstep 400 of 400\ndone\n" });
         left -= seconds + (i % 19 == 0 ? 900 : 2);
     }
-    WindowWorld::makePast(jobs);
+    makePast(jobs);
     for (const bool dark : { false, true }) {
         auto window = openWindow(dark ? QSize(1280, 800) : QSize(800, 600), dark);
         selectJob(*window, 100, 61, "reading");
