@@ -10,10 +10,12 @@ double Measured::medianOf(int runs, const std::vector<std::string>& words)
 {
     std::vector<double> seconds;
     for (int i = 0; i < runs; ++i) {
+        const double start = now();
         Process process(words);
-        if (process.end() != 0)
+        const int status = process.end();
+        seconds.push_back(now() - start);
+        if (status != 0)
             Sandbox::fail(words[0] + " failed: " + process.err());
-        seconds.push_back(process.seconds);
     }
     return median(seconds);
 }

@@ -42,7 +42,6 @@ Process::Process(const std::vector<std::string>& words, const std::string& input
     for (const auto& [name, fd] : { std::pair(".in", 0), { ".out", 1 }, { ".err", 2 } })
         ::posix_spawn_file_actions_addopen(&actions, fd, (file + name).c_str(),
                                            fd ? O_WRONLY | O_CREAT | O_APPEND : O_RDONLY, 0600);
-    start = now();
     if (::posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
         pid = -1;
         Sandbox::fail("cannot run " + words[0]);
@@ -50,9 +49,8 @@ Process::Process(const std::vector<std::string>& words, const std::string& input
     ::posix_spawn_file_actions_destroy(&actions);
 }
 
-Process::Process(const std::function<int()>& function) : start(now())
+Process::Process(const std::function<int()>& function) : pid(::fork())
 {
-    pid = ::fork();
     if (pid == 0)
         ::_exit(function());
 }
@@ -70,10 +68,8 @@ bool Process::hasEnded(double forSeconds)
 
 int Process::end()
 {
-    if (pid > 0 && ::waitpid(pid, &status, 0) == pid) {
+    if (pid > 0 && ::waitpid(pid, &status, 0) == pid)
         pid = -1;
-        seconds = now() - start;
-    }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 

@@ -10,8 +10,7 @@
 class Process
 {
 public:
-    pid_t pid = -1;      ///< -1 when it has ended and was collected
-    double seconds = 0;  ///< from before its start to after its end, when that was waited for
+    pid_t pid = -1;  ///< -1 when it has ended and was collected
 
     /// Runs a program, found through PATH as at a prompt; its standard streams are files.
     explicit Process(const std::vector<std::string>& words, const std::string& input = "");
@@ -36,7 +35,6 @@ public:
 
 private:
     std::string file;  // the streams' files, but for their endings
-    double start;
     int status = -1;
 };
 

@@ -1,12 +1,11 @@
 #include "tests/sandbox/Sandbox.h"
 
+#include "tests/sandbox/Process.h"
 #include "utlib/UtServerSocket.h"
 #include "utlib/UtSocket.h"
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
@@ -18,8 +17,6 @@
 
 namespace fs = std::filesystem;
 
-static std::string theHost = "node1";  // as the hosts file completes it
-
 static void endProgram(const std::string& what)
 {
     std::fprintf(stderr, "%s\n", what.c_str());
@@ -28,15 +25,13 @@ static void endProgram(const std::string& what)
 
 void (*Sandbox::fail)(const std::string&) = endProgram;
 
-void Sandbox::enter(char** argv, const char* option)
+void Sandbox::enter(char** argv)
 {
     if (::getenv("KELVO_SANDBOX"))
         return;
     const std::string program = fs::read_symlink("/proc/self/exe");
-    std::vector<const char*> words = { "sh", KELVO_SOURCE_DIR "/tests/sandbox/sandbox.sh" };
-    if (option)
-        words.push_back(option);
-    words.insert(words.end(), { KELVO_BUILD_DIR, program.c_str() });
+    std::vector<const char*> words = { "sh", KELVO_SOURCE_DIR "/tests/sandbox/sandbox.sh",
+                                       KELVO_BUILD_DIR, program.c_str() };
     while (*argv++)
         words.push_back(*argv);
     ::execv("/bin/sh", const_cast<char**>(words.data()));
@@ -66,7 +61,7 @@ std::string Sandbox::smallDisk()
 
 std::string Sandbox::queueFile()
 {
-    return home() + "/.zojobs-" + theHost;
+    return home() + "/.zojobs-node1";
 }
 
 void Sandbox::enterNew()
@@ -80,30 +75,6 @@ void Sandbox::enterNew()
     ::setenv("HOME", home().c_str(), 1);
     ::setenv("TMPDIR", path("tmp").c_str(), 1);
     ::setenv("USER", "tester", 1);
-    setUser("tester");
-    setHostName("node1", "node1");
-}
-
-/// Writes one of the files that libnss-wrapper reads. It reads a file anew when the time of the
-/// last change is another one, in whole seconds.
-static void writeDatabase(const char* name, const std::string& text)
-{
-    static time_t change = 0;
-    const std::string path = besidePath(name);
-    Sandbox::write(path, text);
-    const struct timespec times[] = { { ++change, 0 }, { change, 0 } };
-    ::utimensat(AT_FDCWD, path.c_str(), times, 0);
-}
-
-void Sandbox::setUser(const std::string& name)
-{
-    static const std::string entry = read(besidePath("passwd"));  // as sandbox.sh has made it
-    writeDatabase("passwd", name + entry.substr(entry.find(':')));
-}
-
-void Sandbox::noPasswordEntry()
-{
-    writeDatabase("passwd", "");
 }
 
 void Sandbox::asStranger(const std::function<void()>& what)
@@ -113,13 +84,6 @@ void Sandbox::asStranger(const std::function<void()>& what)
     what();
     if (::seteuid(0) != 0)
         fail("cannot become root again");
-}
-
-void Sandbox::setHostName(const std::string& name, const std::string& official)
-{
-    writeDatabase("hosts", "127.0.0.1 " + official + " " + name + "\n127.0.0.1 localhost\n");
-    theHost = official;
-    ::setenv("NSS_WRAPPER_HOSTNAME", name.c_str(), 1);
 }
 
 std::string Sandbox::read(const std::string& path)
@@ -137,10 +101,9 @@ void Sandbox::write(const std::string& path, const std::string& text)
 
 bool Sandbox::waitFor(const std::function<bool()>& condition, double seconds)
 {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+    const double end = now() + seconds;
     while (!condition()) {
-        if (Clock::now() >= end)
+        if (now() >= end)
             return condition();
         ::poll(nullptr, 0, 5);
     }
@@ -180,8 +143,7 @@ std::string Sandbox::request(int port, const std::string& bytes)
     UtSocket::setTimeLimits(fd, 30);
     // A server that refuses may close before it has taken everything: its reply is what counts.
     (void)!::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (bytes.empty() || bytes.back() != '\n')
-        ::shutdown(fd, SHUT_WR);
+    ::shutdown(fd, SHUT_WR);
     std::string reply;
     char piece[4096];
     for (int n; (n = UtSocket::receive(fd, piece, sizeof piece, 0)) > 0;)

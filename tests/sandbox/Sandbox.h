@@ -18,11 +18,10 @@ public:
     /// Called with what went wrong in here. Prints it and ends the program, unless it is set.
     static void (*fail)(const std::string& what);
 
-    /// Runs this program again in a private place, with an option of sandbox.sh if there is one,
-    /// unless it is in one. Call it first.
-    static void enter(char** argv, const char* option = nullptr);
+    /// Runs this program again in a private place, unless it is in one. Call it first.
+    static void enter(char** argv);
 
-    /// Begins a fresh world in the place: empty directories, and the first names again. Goes there.
+    /// Begins a fresh world in the place, with empty directories. Goes there.
     static void enterNew();
 
     /// An absolute path in the world's directory; the directory itself without a name.
@@ -31,17 +30,11 @@ public:
     /// A directory on a file system of 1 MiB that nobody else uses; empty where none can be
     /// mounted.
     static std::string smallDisk();
-    /// Where the queue of the present home and host name lies.
+    /// Where the queue of the user's home lies.
     static std::string queueFile();
 
-    /// Gives this process's user id a password entry of that name, with home() as its directory.
-    /// Renaming needs the option "-w" of sandbox.sh, which tests have.
-    static void setUser(const std::string& name);
-    static void noPasswordEntry();
     /// Does something as the user STRANGER. For root only.
     static void asStranger(const std::function<void()>& what);
-    /// Names the machine; `official` is what the hosts file gives as its full name.
-    static void setHostName(const std::string& name, const std::string& official);
 
     /// The contents of a file, empty when there is none.
     static std::string read(const std::string& path);
@@ -59,9 +52,9 @@ public:
     /// may be there, and then it fails.
     static bool schedulePortIsFree();
 
-    /// Sends the bytes to a port of this machine and returns everything that comes back until the
-    /// peer closes. Bytes that do not end in a line end are followed by the end of the connection.
-    /// A connection that is refused or broken returns what came before.
+    /// Sends the bytes to a port of this machine, says that no more will come, and returns
+    /// everything that comes back until the peer closes. A connection that is refused or broken
+    /// returns what came before.
     static std::string request(int port, const std::string& bytes);
 };
 

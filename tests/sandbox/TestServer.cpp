@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <pwd.h>
 #include <sstream>
 #include <unistd.h>
 
@@ -28,9 +27,6 @@ TestServer::TestServer(int givenPort, void (*change)(ZoJobServer&))
     : port(givenPort > 0 ? givenPort : Sandbox::freePort()),
       logFile(Sandbox::path("server-" + std::to_string(port) + ".log"))
 {
-    const struct passwd* const entry = ::getpwuid(::getuid());
-    const char* const variable = ::getenv("USER");
-    user = entry ? entry->pw_name : variable ? variable : "user";
     process = std::make_unique<Process>([&] {
         if (logs)
             ::setenv("JOB_LOG_FILE", logFile.c_str(), 1);
@@ -55,7 +51,7 @@ std::string TestServer::ask(const std::string& requests) const
     std::istringstream lines(requests);
     std::string replies;
     for (std::string line; std::getline(lines, line);)
-        replies += request(user + " " + line + "\n");
+        replies += request("tester " + line + "\n");
     return replies;
 }
 
@@ -72,6 +68,15 @@ bool TestServer::waitForStatus(const std::string& status) const
     return Sandbox::waitFor([&] { return ask("status") == status + "\n"; });
 }
 
+std::string TestServer::states()
+{
+    const ZoJobList list;
+    std::string found;
+    for (long i = 0; i < list.jobs.size(); ++i)
+        found += std::to_string(list.jobs[i]->state) + " ";
+    return found;
+}
+
 int TestServer::wait(double seconds)
 {
     if (!process->hasEnded(seconds))
@@ -83,6 +88,6 @@ int TestServer::wait(double seconds)
 int TestServer::quit()
 {
     if (!process->hasEnded())
-        request(user + " quit\n");
+        request("tester quit\n");
     return wait();
 }

@@ -32,6 +32,8 @@ public:
     /// A connection on which these bytes have been sent.
     int connect(const std::string& bytes) const;
     bool waitForStatus(const std::string& status) const;
+    /// The states of the jobs in the queue file, as "10 11 ".
+    static std::string states();
     std::string log() const { return Sandbox::read(logFile); }
 
     /// Waits for the server's own end. Returns its exit status, or -1 when it was killed by a
@@ -39,9 +41,6 @@ public:
     int wait(double seconds = 15);
     /// Sends "quit" unless the server has ended, then waits like wait().
     int quit();
-
-private:
-    std::string user;
 };
 
 #endif

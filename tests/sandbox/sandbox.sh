@@ -4,15 +4,12 @@
 # network and process ids are its own, and the rest of the machine is read-only but for the directory
 # BUILD. Everything in the place ends with the program and is deleted. Tests, measurements and ordeals
 # all run in here; see Sandbox.h.
-#   -w  the program may rename user and machine (libnss-wrapper, which is loaded anyway where there
-#       is no bubblewrap)
 #   -p  needs bubblewrap: without it nothing is run, and the exit status is 77
 #   -i  standard input and Ctrl-C are the program's
 # KELVO_TEST_SECONDS: how long it may run. KELVO_TEST_NO_BWRAP: do not use bubblewrap.
-wrap='' needed='' interactive=''
-while getopts wpi option; do
+needed='' interactive=''
+while getopts pi option; do
     case $option in
-    w) wrap=1 ;;
     p) needed=1 ;;
     i) interactive=1 ;;
     *) exit 2 ;;
@@ -38,7 +35,8 @@ limited() {
     # shellcheck disable=SC2086 # two words or none
     exec ${KELVO_TEST_SECONDS:+timeout --foreground -k 5 "$KELVO_TEST_SECONDS"} "$@"
 }
-wrapped() {
+# The user's and the machine's names, without a file system of one's own.
+renamed() {
     # Two of these let AddressSanitizer work although it is not loaded first.
     limited env NSS_WRAPPER_PASSWD="$place/passwd" NSS_WRAPPER_GROUP="$place/group" \
         NSS_WRAPPER_HOSTS="$place/hosts" NSS_WRAPPER_HOSTNAME=node1 \
@@ -49,14 +47,13 @@ wrapped() {
 # become another user, whom a server has to refuse.
 private() {
     if [ "$(id -u)" = 0 ]; then set -- --cap-add CAP_SETUID --cap-add CAP_SETGID "$@"; fi
-    set -- bwrap --die-with-parent --unshare-net --unshare-pid --unshare-ipc --unshare-uts \
+    limited bwrap --die-with-parent --unshare-net --unshare-pid --unshare-ipc --unshare-uts \
         --hostname node1 --cap-drop ALL --ro-bind / / --dev-bind /dev /dev --proc /proc \
         --ro-bind "$place/passwd" /etc/passwd --ro-bind "$place/group" /etc/group \
         --ro-bind "$place/hosts" /etc/hosts \
         --bind "$place/tmp" /tmp --bind "$place/var-tmp" /var/tmp \
         --ro-bind "$sources" "$sources" --bind "$build" "$build" --bind "$place" "$place" \
         --size 1048576 --tmpfs "$place/small-disk" --setenv KELVO_SANDBOX_PRIVATE 1 "$@"
-    if [ "$wrap" ]; then wrapped "$@"; else limited "$@"; fi
 }
 # The machine's ports are shared: one run at a time.
 shared() {
@@ -64,9 +61,13 @@ shared() {
         echo "there is no sandbox (Debian: bubblewrap)" >&2
         exit 77
     fi
+    if [ "$(renamed id -un)" != tester ]; then
+        echo "without bubblewrap this needs libnss-wrapper" >&2
+        exit 1
+    fi
     { exec 9</tmp && flock 9; } || exit 1
     if [ "$(id -u)" = 0 ]; then set -- setpriv --bounding-set=-all,+setuid,+setgid "$@"; fi
-    wrapped "$@" 9<&-
+    renamed "$@" 9<&-
 }
 
 run() {

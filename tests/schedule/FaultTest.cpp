@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
@@ -14,6 +15,8 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace fs = std::filesystem;
 
 extern int theGoodCalls, theBadCalls;  // see PowerCutTest.cpp
 
@@ -254,20 +257,17 @@ TEST(Faults, NobodyElseReadsTheQueue)
             ::unlink(file.c_str());
         queue.change();
         for (const std::string& file : files) {
-            struct stat status = {};
-            EXPECT_EQ(0, ::stat(file.c_str(), &status));
-            EXPECT_EQ(0600u, status.st_mode & 07777) << file << " with umask " << mask;
+            EXPECT_EQ((fs::perms)0600, fs::status(file).permissions())
+                << file << " with umask " << mask;
         }
     }
     ::umask(022);
     Sandbox::write("precious", "kept");
     ::unlink(files[1].c_str());
-    ASSERT_EQ(0, ::symlink(Sandbox::path("precious").c_str(), files[1].c_str()));
+    fs::create_symlink(Sandbox::path("precious"), files[1]);
     queue.change();
     EXPECT_EQ("kept", Sandbox::read("precious")) << "a lock file that is a link was followed";
     ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0664));
     queue.change();
-    struct stat status = {};
-    EXPECT_EQ(0, ::stat(queue.file.c_str(), &status));
-    EXPECT_EQ(0644u, status.st_mode & 07777) << "others may write to it";
+    EXPECT_EQ((fs::perms)0644, fs::status(queue.file).permissions()) << "others may write to it";
 }

@@ -83,18 +83,8 @@ TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
         launched.ask("submit \"echo $JOB_PEERS\" \"\" \"" + Sandbox::path() + "\"\nrun");
         EXPECT_TRUE(launched.waitForStatus("done"));
         const std::string line = std::string("\n") + (*said ? said : "local") + "\n";
-        EXPECT_NE(std::string::npos, Sandbox::read(Sandbox::path("log")).find(line)) << said;
+        EXPECT_NE(std::string::npos, Sandbox::read("log").find(line)) << said;
     }
-}
-
-/// The states of the jobs in the queue, as "10 11 ".
-static std::string states()
-{
-    ZoJobList list;
-    std::string found;
-    for (long i = 0; i < list.jobs.size(); ++i)
-        found += std::to_string(list.jobs[i]->state) + " ";
-    return found;
 }
 
 TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
@@ -122,10 +112,8 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
     TestServer server(0,
                       [](ZoJobServer& one) { one.secondsPerPass = one.secondsBetweenLooks = 0.5; });
     // One look is enough for jobs from before the machine's start, two for a process that is gone.
-    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "11 13 13 11 11 11 11 11 "; }))
-        << states();
-    EXPECT_TRUE(Sandbox::waitFor([] { return states() == "13 13 13 11 13 11 11 11 "; }))
-        << states();
+    for (const char* states : { "11 13 13 11 11 11 11 11 ", "13 13 13 11 13 11 11 11 " })
+        EXPECT_TRUE(Sandbox::waitFor([&] { return server.states() == states; })) << server.states();
     EXPECT_EQ("running\n", server.ask("status"));
     ::close(marker);
     EXPECT_EQ(0, ::kill(another.pid, SIGKILL));

@@ -393,7 +393,7 @@ void WindowTest::serverRestsWhileTheWindowIsOpen()
 int main(int argc, char** argv)
 {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    Sandbox::enter(argv, "-w");
+    Sandbox::enter(argv);
     Sandbox::enterNew();
     Sandbox::fail = [](const std::string& what) { QTest::qFail(what.c_str(), __FILE__, __LINE__); };
     QApplication application(argc, argv);
