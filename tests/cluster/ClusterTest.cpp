@@ -11,13 +11,6 @@
 
 static const char SLURM[] = KELVO_SOURCE_DIR "/tests/cluster/slurm.sh";
 
-/// What zojob() prints in the first line.
-static std::string lineOf(const Words& words, int status = 0, const std::string& input = "")
-{
-    const std::string text = zojob(words, status, input);
-    return text.substr(0, text.find('\n'));
-}
-
 static std::string shell(const std::string& line)
 {
     return Process({ "sh", "-c", line }).line();
@@ -67,16 +60,13 @@ protected:
     }
 
     static std::string place() { return Sandbox::path("cluster"); }
-    static void signalController(int signal)
-    {
-        ::kill(std::atoi(Sandbox::read(place() + "/pid.slurmctld").c_str()), signal);
-    }
+    static int controller() { return std::atoi(Sandbox::read(place() + "/pid.slurmctld").c_str()); }
     /// Ends the controller and starts it again.
     static void restartController(const char* option)
     {
-        const std::string pid = shell("cat " + place() + "/pid.slurmctld");
-        signalController(SIGTERM);
-        EXPECT_TRUE(Sandbox::waitFor([&] { return ::kill(std::stoi(pid), 0) != 0; }));
+        const int ended = controller();
+        ::kill(ended, SIGTERM);
+        EXPECT_TRUE(Sandbox::waitFor([&] { return ::kill(ended, 0) != 0; }));
         EXPECT_EQ("", shell("PATH=$PATH:/usr/sbin slurmctld " + std::string(option) + " 2>&1"));
     }
     static bool isRunningThere(const std::string& name)
@@ -94,7 +84,6 @@ TEST_F(Cluster, EveryEndIsTheJobs)
         int status;
         const char* output;
     } rows[] = {
-        { "", "echo well", 0, "well\n" },
         { "", "echo badly; exit 3", 3, "badly\n" },
         { "", "kill -9 $$", 137, "" },
         { "-a1-6%3", "echo $SLURM_ARRAY_TASK_ID; exit $SLURM_ARRAY_TASK_ID", 6, "6\n" },
@@ -118,7 +107,7 @@ TEST_F(Cluster, EveryEndIsTheJobs)
     for (const auto& row : rows) {
         const bool isN3 = holds(row.options, "n3 ") || holds(row.options, "-w");
         const std::string slurm = "--slurm=" + std::string(row.options) + (isN3 ? "" : " -x n3");
-        names.push_back(lineOf({ "submit", slurm, row.command }));
+        names.push_back(Call({ "submit", slurm, row.command }).line());
         const std::string place = directory(names.back());
         scripts.push_back(std::make_unique<Process>(
             Words{ "sh", "-c", "cd " + place + " && exec sh job >>log 2>&1" }));
@@ -142,11 +131,12 @@ TEST_F(Cluster, RunsAsItWasSubmitted)
     const std::string line = "printf '%s|' \"$PWD\" \"$HOSTILE\" $SLURM_JOB_NAME "
                              "$SLURM_NTASKS$SLURM_ARRAY_TASK_ID";
     const std::string name =
-        lineOf({ "submit", "-C", "a 'b", "-L", "%j\\\"'é", "--slurm=-n 2 --comment 'x y'", line });
+        Call({ "submit", "-C", "a 'b", "-L", "%j\\\"'é", "--slurm=-n 2 --comment 'x y'", line })
+            .line();
     zojob({ "submit", "-rwq", "--slurm", "-" }, 5,
           "#!/usr/bin/env python3\n#SBATCH -J named\n\nimport os, sys\n"
           "print(os.environ['SLURM_JOB_NAME'])\nsys.exit(5)\n#SBATCH -n99\n");
-    EXPECT_EQ("named", lineOf({ "log", "last" }));
+    EXPECT_EQ("named", Call({ "log", "last" }).line());
     EXPECT_EQ(Sandbox::path("a 'b") + "|a\n\"b\" 'c' $(d) \\|%j\\''é|2|", zojob({ "log", name }));
     EXPECT_EQ(0, show(name)["exit"]);
 }
@@ -160,7 +150,7 @@ TEST_F(Cluster, WhatIsKilledWhileItIsHandedOverEndsThere)
     ::setenv("PATH", (Sandbox::path() + ":" + ::getenv("PATH")).c_str(), 1);
     for (const char* const sh : { "dash", "bash --posix" })
         for (const int delay : { 0, 5, 10, 15, 20, 30, 50, 80 }) {
-            const std::string place = directory(lineOf({ "submit", "--slurm=-H", "true" }));
+            const std::string place = directory(Call({ "submit", "--slurm=-H", "true" }).line());
             Process script(
                 { "sh", "-c", "cd " + place + " && exec setsid " + sh + " job - >log 2>&1" });
             ::usleep(delay * 1000);
@@ -174,7 +164,7 @@ TEST_F(Cluster, WhatIsKilledWhileItIsHandedOverEndsThere)
 TEST_F(Cluster, WhatIsKilledEndsThere)
 {
     const std::string trap = "trap 'echo told; exit 0' TERM; echo up; sleep 60 & wait";
-    const std::string running = lineOf({ "submit", "-r", "--slurm", trap });
+    const std::string running = Call({ "submit", "-r", "--slurm", trap }).line();
     EXPECT_TRUE(
         Sandbox::waitFor([&] { return holds(Sandbox::read(directory(running) + "/log"), "up"); }));
     zojob({ "kill" });
@@ -182,36 +172,37 @@ TEST_F(Cluster, WhatIsKilledEndsThere)
     EXPECT_EQ(143, show(running)["exit"]);
     EXPECT_TRUE(holds(zojob({ "log", running }), "told"));
 
-    const std::string waiting = lineOf({ "submit", "-r", "--slurm=-H", "sleep 60" });
+    const std::string waiting = Call({ "submit", "-r", "--slurm=-H", "sleep 60" }).line();
     EXPECT_TRUE(Sandbox::waitFor([&] { return stateThere(waiting) == "PENDING (JobHeldUser)"; }));
     zojob({ "kill", waiting });
     EXPECT_EQ("CANCELLED", stateThere(waiting));
 
-    const std::string unheard = lineOf({ "submit", "-r", "--slurm", "sleep 60" });
+    const std::string unheard = Call({ "submit", "-r", "--slurm", "sleep 60" }).line();
     EXPECT_TRUE(isRunningThere(unheard));
-    signalController(SIGSTOP);
+    ::kill(controller(), SIGSTOP);
     Call kill({ "kill", unheard });
     EXPECT_FALSE(kill.hasEnded(5));
     EXPECT_TRUE(holds(Sandbox::read(directory(unheard) + "/log"), "does not answer"));
-    signalController(SIGCONT);
+    ::kill(controller(), SIGCONT);
     EXPECT_EQ(0, kill.end());
     EXPECT_EQ("CANCELLED", stateThere(unheard));
 }
 
 TEST_F(Cluster, AControllerThatIsAwayLosesNothing)
 {
-    signalController(SIGSTOP);  // hears what is sent meanwhile when it goes on
-    const std::string name = lineOf({ "submit", "-r", "--slurm", "echo once; sleep 4; exit 6" });
+    ::kill(controller(), SIGSTOP);  // hears what is sent meanwhile when it goes on
+    const std::string name =
+        Call({ "submit", "-r", "--slurm", "echo once; sleep 4; exit 6" }).line();
     Call wait({ "wait", name });
     EXPECT_FALSE(wait.hasEnded(6));
-    signalController(SIGCONT);
+    ::kill(controller(), SIGCONT);
     EXPECT_TRUE(isRunningThere(name));
     restartController("");
     EXPECT_EQ(6, wait.end());
     EXPECT_EQ("once\n",
               Process({ "grep", "-v", "^Starting\\|^zojob", directory(name) + "/log" }).out());
 
-    const std::string forgotten = lineOf({ "submit", "-r", "--slurm=-H", "--detach", "true" });
+    const std::string forgotten = Call({ "submit", "-r", "--slurm=-H", "--detach", "true" }).line();
     EXPECT_TRUE(Sandbox::waitFor([&] { return holds(stateThere(forgotten), "PENDING"); }));
     restartController("-c");  // without what it knew
     zojob({ "wait", forgotten }, 125);
@@ -220,7 +211,8 @@ TEST_F(Cluster, AControllerThatIsAwayLosesNothing)
 
 TEST_F(Cluster, AShutdownIsNoKill)
 {
-    const std::string name = lineOf({ "submit", "-r", "--slurm", "sleep 3; echo end; exit 9" });
+    const std::string name =
+        Call({ "submit", "-r", "--slurm", "sleep 3; echo end; exit 9" }).line();
     EXPECT_TRUE(isRunningThere(name));
     zojob({ "quit" });  // the server may end as well
     shell("kill $(pgrep -f '^sh job -')");
@@ -234,11 +226,13 @@ TEST_F(Cluster, DetachedJobsRunSideBySide)
 {
     std::vector<std::string> names;
     for (int i = 1; i <= 10; ++i)
-        names.push_back(lineOf(
-            { "submit", "--slurm", "--detach", "echo out; sleep 2; exit " + std::to_string(i) }));
-    const std::string longest = lineOf({ "submit", "--slurm", "--detach", "sleep 60" });
+        names.push_back(Call({ "submit", "--slurm", "--detach",
+                               "echo out; sleep 2; exit " + std::to_string(i) })
+                            .line());
+    const std::string longest = Call({ "submit", "--slurm", "--detach", "sleep 60" }).line();
     const std::string array =
-        lineOf({ "submit", "--slurm=-a1-4", "--detach", "sleep 2; exit $SLURM_ARRAY_TASK_ID" });
+        Call({ "submit", "--slurm=-a1-4", "--detach", "sleep 2; exit $SLURM_ARRAY_TASK_ID" })
+            .line();
     zojob({ "submit", "-rwq", "true" });  // behind them
     EXPECT_TRUE(isRunningThere(longest));
     Call follow({ "log", "-f", names[0] });

@@ -14,8 +14,8 @@ nodes=(n1 n2 n3)
 port=17000
 
 write_configuration() {
-    local host=${NSS_WRAPPER_HOSTNAME:-$(uname -n)} user node port=$port
-    user=$(id -un)
+    local host user node port=$port
+    host=$(uname -n) user=$(id -un)
     cat <<END
 ClusterName=test
 SlurmctldHost=${host%%.*}(127.0.0.1)
@@ -29,13 +29,8 @@ SlurmdLogFile=$dir/log.%n
 StateSaveLocation=$dir/state
 SlurmdSpoolDir=$dir/spool.%n
 PlugStackConfig=$dir/plugstack.conf
-AuthType=auth/munge
 AuthInfo=socket=$dir/munge
-CredType=cred/munge
 ProctrackType=proctrack/linuxproc
-TaskPlugin=task/none
-SwitchType=switch/none
-MpiDefault=none
 # A machine without an address but 127.0.0.1 finds no name, not even that one, for IPv4 alone: the
 # daemons would end after ten seconds.
 CommunicationParameters=EnableIPv6
@@ -85,21 +80,15 @@ start() {
 }
 
 stop() {
-    local file pid pids=()
+    local file pid
+    for file in "$dir"/pid.*; do kill -9 "$(<"$file")"; done
     # Commands of a node that counted as failed are killed by nobody.
     for file in /proc/[0-9]*/environ; do
         pid=${file#/proc/} pid=${pid%/environ}
         grep -qsz "^SLURM_CONF=$SLURM_CONF\$" "$file" && grep -qsz '^SLURMD_NODENAME=' "$file" &&
-            kill -9 "$pid" 2>/dev/null
+            kill -9 "$pid"
     done
-    for file in "$dir"/pid.*; do
-        pid=$(cat "$file" 2>/dev/null) && kill "$pid" 2>/dev/null && pids+=("$pid")
-    done
-    for ((n = 0; n < 200; ++n)); do
-        ((${#pids[@]})) && ps -o stat= -p "${pids[@]}" | grep -qv '^Z' || return 0
-        sleep 0.02
-    done
-    kill -9 "${pids[@]}"
+    return 0
 }
 
 case $command in

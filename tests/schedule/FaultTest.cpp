@@ -39,10 +39,15 @@ public:
         ::mkdir(directory.c_str(), 0700);
         for (int i = 1; i <= n; ++i) {
             Sandbox::write(directory + "/." + std::to_string(i), "");
-            before += "10:" + std::string(60, 'x') + " \\: \\\\:job " + std::to_string(i) + ":" +
-                      directory + ":" + std::to_string(i) + ":0:0:0:-1\n";
+            before += waiting(std::string(60, 'x') + " \\: \\\\:job " + std::to_string(i), i);
         }
         Sandbox::write(file, before);
+    }
+
+    /// The record of the job with a command and a description, "COMMAND:DESCRIPTION".
+    std::string waiting(const std::string& text, int id) const
+    {
+        return "10:" + text + ":" + directory + ":" + std::to_string(id) + ":0:0:0:-1\n";
     }
 
     /// One change: the queue grows by a job, which the last change may have added already.
@@ -121,7 +126,7 @@ TEST(Faults, AServerKilledInTheMiddleOfAStartRunsTheJobOnceOrLeavesItWaiting)
 {
     const SavedQueue queue(1);
     const std::string ran = queue.directory + "/ran";
-    Sandbox::write(queue.file, "10:echo x >>ran::" + queue.directory + ":1:0:0:0:-1\n");
+    Sandbox::write(queue.file, queue.waiting("echo x >>ran:", 1));
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     const auto start = [] { ZoJobList().run(nullptr); };
     int waited = 0;
@@ -149,8 +154,7 @@ TEST(Faults, TwoServersStartNoJobTwiceAndLoseNone)
     const SavedQueue queue(jobs);
     std::string text;
     for (int i = 1; i <= jobs; ++i)
-        text += "10:echo x >>ran" + std::to_string(i) + "::" + queue.directory + ":" +
-                std::to_string(i) + ":0:0:0:-1\n";
+        text += queue.waiting("echo x >>ran" + std::to_string(i) + ":", i);
     Sandbox::write(queue.file, text);
     const auto runAll = [] {
         ZoJobList list;
@@ -174,8 +178,7 @@ TEST(Faults, TwoServersStartNoJobTwiceAndLoseNone)
 TEST(Faults, AJobThatEndsWhileTheQueueCannotBeSavedIsRecordedLater)
 {
     const SavedQueue queue(1);
-    const std::string start = ":until [ -e end ]; do sleep 0.01; done::" + queue.directory + ":1:";
-    Sandbox::write(queue.file, "10" + start + "0:0:0:-1\n");
+    Sandbox::write(queue.file, queue.waiting("until [ -e end ]; do sleep 0.01; done:", 1));
     ZoJobList::logFile = (queue.home + "/scheduler.log").c_str();
     ZoJobList list;
     EXPECT_EQ(1, list.run(nullptr));
@@ -184,10 +187,10 @@ TEST(Faults, AJobThatEndsWhileTheQueueCannotBeSavedIsRecordedLater)
     EXPECT_TRUE(Sandbox::waitFor([&] {
         return Sandbox::read(queue.home + "/scheduler.log").find("saved yet") != std::string::npos;
     }));
-    EXPECT_EQ(0U, Sandbox::read(queue.file).find("11" + start));
+    EXPECT_EQ(0U, Sandbox::read(queue.file).find("11:"));
     ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0600));
     waitForChildren();
-    EXPECT_EQ(0U, Sandbox::read(queue.file).find("12" + start));
+    EXPECT_EQ(0U, Sandbox::read(queue.file).find("12:"));
 }
 
 TEST(Faults, FullDisk)

@@ -14,7 +14,6 @@ import random
 import re
 import signal
 import socket
-import struct
 import subprocess
 import sys
 import time
@@ -25,7 +24,6 @@ QUEUE, JOURNAL = HOME + "/.zojobs-node1", HOME + "/.zojobs.lock-node1"
 # KiB: a rewrite holds the old text and the new one, a few hundred each; a leak has thousands of turns.
 MOST_JOBS, MOST_GROWTH = 300, 3072
 LONGEST_STALL = 35  # seconds without a job that starts: a dead job child is looked for every 30
-STRANGER = 65534
 COMMANDS = ("true", "sleep 1", "echo a:b\\\\:c; (sleep 0.5; echo d) & wait", "exit 3", "kill -9 $$",
             "yes | head -c 300000", ": " + "x:\\" * 5000)
 
@@ -35,15 +33,12 @@ def note(word, name):
         record.write(f"{word} {name}\n".encode())
 
 
-# Returns what came until the connection ended or broke. A nuisance does not read, and leaves in
-# good or bad form.
+# Returns what came until the connection ended or broke. A nuisance does not read.
 def send(data, is_nuisance=False):
     reply = b""
     try:
         with socket.create_connection(("127.0.0.1", 7160), timeout=60) as connection:
             if is_nuisance:
-                linger = struct.pack("ii", random.randrange(2), 0)
-                connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, linger)
                 connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
             connection.sendall(data)
             time.sleep(random.random() / 3 if is_nuisance else 0)
@@ -108,15 +103,6 @@ def nuisance(_):
         time.sleep(random.random() * 3)
 
 
-# Another user, who is refused and asks all the same.
-def stranger():
-    if os.getuid() == 0:
-        os.setuid(STRANGER)
-    while True:
-        send(b"tester status\n")
-        time.sleep(1)
-
-
 # Ids of the servers, of the job children (like them, but lead no session) or of all.
 def processes(kind):
     lines = subprocess.check_output(("ps", "-eo", "pid,sid,stat,comm"), text=True).split("\n")[1:-1]
@@ -137,8 +123,6 @@ def is_saving():
 # Keeps clients at work and kills at random. Returns a server and its memory when warmed up.
 def disturb(kills):
     start, workers, watched = time.monotonic(), [None] * 10, None
-    other = multiprocessing.Process(target=stranger)
-    other.start()
     last, runs, stall = start, 0, 0
     for turn in range(1 << 30):
         for i, worker in enumerate(workers):
@@ -167,7 +151,7 @@ def disturb(kills):
             watched = [(pid, resident(pid)) for pid in processes("servers")][0]
         if passed > 1:
             break
-    for worker in workers + [other]:
+    for worker in workers:
         worker.kill()
         worker.join()
     return (*watched, stall)

@@ -33,23 +33,6 @@ TEST(Containers, HandlesAreReleasedOnceWhateverMovesThem)
     EXPECT_EQ(0, alive);
 }
 
-TEST(Containers, ElementsOfAnyClassAreCopiedOnce)
-{
-    struct Text {
-        UtString text;
-        int copies = 0;
-        Text(const char* given) : text(given) {}
-        Text(const Text& other) : text(other.text), copies(other.copies + 1) {}
-    };
-    UtDArray<Text> texts;
-    texts.append("one");
-    for (int i = 1; i < 9; ++i)
-        texts.append(texts[i - 1]);  // its own element, which the growing storage may move
-    texts.remove(0, 3);
-    EXPECT_STREQ("one", texts[5].text);
-    EXPECT_EQ(9, texts[5].copies);
-}
-
 TEST(Containers, ArraysKeepTheirOrder)
 {
     UtDArray<int> numbers;
