@@ -41,7 +41,6 @@ protected:
                              << " (Debian: munge, slurmctld, slurmd, slurm-client)";
         if (!::getenv("KELVO_SANDBOX_PRIVATE"))
             GTEST_SKIP() << "the cluster needs a network of its own (Debian: bubblewrap)";
-        ASSERT_TRUE(Sandbox::schedulePortIsFree());
         Process start({ "bash", SLURM, "start", place() });
         ASSERT_EQ(0, start.end()) << start.err();
         isUp = true;

@@ -12,44 +12,29 @@ for line in ("set pagination off", "set confirm off", "set breakpoint pending on
              "handle SIGSEGV SIGABRT SIGBUS SIGFPE SIGILL SIGTRAP stop print"):
     gdb.execute(line, to_string=True)
 
-theEnded = False
-
-
-def on_stop(_):
-    global theEnded
-    theEnded = False
-
-
-def on_exit(_):
-    global theEnded
-    theEnded = True
-
-
-gdb.events.stop.connect(on_stop)
-gdb.events.exited.connect(on_exit)
+events = [None]  # the last one tells what has stopped all processes
+gdb.events.stop.connect(events.append)
+gdb.events.exited.connect(events.append)
+is_going = False
 
 
 # Goes on as long as it was the end of a process that stopped the others.
-class GoOn(gdb.Command):
-    def __init__(self):
-        super().__init__("go-on", gdb.COMMAND_RUNNING)
-        self.is_going = False
-
-    def invoke(self, _, is_from_tty):
-        if self.is_going:
-            return
-        self.is_going = True
-        misses = 0
-        while theEnded and misses < 100 and (living := [i for i in gdb.inferiors() if i.pid]):
-            try:
-                gdb.execute(f"inferior {living[0].num}", to_string=True)
-                gdb.execute("continue")
-            except gdb.error:  # another process is just ending
-                time.sleep(0.05)
-                misses += 1
-        self.is_going = False
+def go_on():
+    global is_going
+    if is_going:  # in its own "continue"
+        return
+    is_going = True
+    misses = 0
+    while (isinstance(events[-1], gdb.ExitedEvent) and misses < 100 and
+           (living := [i for i in gdb.inferiors() if i.pid])):
+        try:
+            gdb.execute(f"inferior {living[0].num}", to_string=True)
+            gdb.execute("continue")
+        except gdb.error:  # another process is just ending
+            time.sleep(0.05)
+            misses += 1
+    is_going = False
 
 
-GoOn()
-gdb.execute("define hookpost-run\ngo-on\nend")
-gdb.execute("define hookpost-continue\ngo-on\nend")
+for command in ("run", "continue"):
+    gdb.execute(f"define hookpost-{command}\npython go_on()\nend")

@@ -61,11 +61,14 @@ shared() {
         echo "there is no sandbox (Debian: bubblewrap)" >&2
         exit 77
     fi
+    { exec 9</tmp && flock 9; } || exit 1
     if [ "$(renamed id -un)" != tester ]; then
         echo "without bubblewrap this needs libnss-wrapper" >&2
         exit 1
+    elif grep -q ':1BF8 0*:0000 0A' /proc/net/tcp /proc/net/tcp6; then
+        echo "somebody else's server listens on port 7160: end it, or install bubblewrap" >&2
+        exit 1
     fi
-    { exec 9</tmp && flock 9; } || exit 1
     if [ "$(id -u)" = 0 ]; then set -- setpriv --bounding-set=-all,+setuid,+setgid "$@"; fi
     renamed "$@" 9<&-
 }

@@ -63,18 +63,12 @@ TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
         { "", "done\n" }, { " any\t", "done\n" }, { "local", "error\n" }, { "typo", "error\n" }
     };
     for (const auto& [peers, reply] : cases) {
-        const int port = Sandbox::freePort();
-        Process server([&, peers = peers] {
-            ::setenv("JOB_PEERS", peers, 1);
-            isElsewhere = true;
-            const std::string text = std::to_string(port);
-            const char* words[] = { "start", "-jobserver", text.c_str() };
-            return ZoJobServer::main(3, const_cast<char**>(words));
-        });
-        ASSERT_TRUE(Sandbox::waitFor([=] { return Sandbox::isListening(port); }));
-        EXPECT_EQ(reply, Sandbox::request(port, "tester status\n")) << peers;
-        ::kill(server.pid, SIGKILL);
+        ::setenv("JOB_PEERS", peers, 1);
+        TestServer server(0, [](ZoJobServer&) { isElsewhere = true; });
+        EXPECT_EQ(reply, server.ask("status")) << peers;
+        ::kill(server.pid(), SIGKILL);  // it may not listen to "quit"
     }
+    ::unsetenv("JOB_PEERS");
     // The launcher says "local" for who says nothing, as its commands can see.
     for (const char* said : { "local", "", "any" }) {
         if (*said != 'l')

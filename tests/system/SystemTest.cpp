@@ -251,7 +251,6 @@ TEST_F(System, TheLauncherSaysWhatIsWrong)
 
 TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
 {
-    ASSERT_TRUE(Sandbox::schedulePortIsFree());
     Sandbox::write("app/bin/start", "#!/bin/sh\necho $$ \"$*\" >> starts\n"
                                     "exec " KELVO_BUILD_DIR "/bin/start \"$@\"");
     fs::permissions("app/bin/start", fs::perms::owner_all);
@@ -301,7 +300,6 @@ TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
 
 TEST_F(System, ApplicationRefusesAServerOfSomebodyElse)
 {
-    ASSERT_TRUE(Sandbox::schedulePortIsFree());
     UtServerSocket server(1);
     ASSERT_EQ(0, server.openSocket(Sandbox::SCHEDULE_PORT, -1, 25));
     for (const char* text : { "error\n", "error", "waiting\n", "" }) {
@@ -323,7 +321,6 @@ TEST_F(System, ApplicationTellsAStrangerNothingAndUsesAPortOfItsOwn)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can have a second user id here";
-    ASSERT_TRUE(Sandbox::schedulePortIsFree());
     fs::create_symlink(KELVO_BUILD_DIR "/bin/start", "app/bin/start");
     UtServerSocket stranger(1);
     Sandbox::asStranger([&] { stranger.openSocket(Sandbox::SCHEDULE_PORT, -1, 25); });
