@@ -36,11 +36,11 @@ static bool isRecorded(UtDArray<UtHandle<ZoJob>>& jobs, int pid)
     return false;
 }
 
-/// The start of a file of /proc; empty when there is none. Returns the number of bytes.
-static long readStart(char* text, long size, const char* process, const char* name)
+/// The start of a process's command line; empty when there is none. Returns the number of bytes.
+static long readCommandLine(char* text, long size, const char* process)
 {
     char path[64];
-    ::snprintf(path, sizeof path, "/proc/%s/%s", process, name);
+    ::snprintf(path, sizeof path, "/proc/%s/cmdline", process);
     const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
     const long n = fd < 0 ? 0 : ::read(fd, text, size - 1);
     if (fd >= 0)
@@ -54,34 +54,22 @@ static long readStart(char* text, long size, const char* process, const char* na
 static bool isCalledAsServer(const char* process)
 {
     char line[4096], own[sizeof line];
-    const long n = readStart(line, sizeof line, process, "cmdline");
+    const long n = readCommandLine(line, sizeof line, process);
     const char* const second = line + ::strlen(line) + 1;
     if (n == 0 || (second < line + n && ::strcmp(second, LAUNCHER_SWITCH) == 0))
         return true;
-    return readStart(own, sizeof own, "self", "cmdline") == n && ::memcmp(own, line, n) == 0;
-}
-
-/// When the process began, in seconds since the epoch by today's clock; -1 when that is not known.
-static long long beginOf(const char* process)
-{
-    char text[1024];
-    readStart(text, sizeof text, process, "stat");
-    const char* const name = ::strrchr(text, ')');  // it may hold anything
-    unsigned long long ticks;
-    if (!name || ::sscanf(name,
-                          ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d "
-                          "%*d %*d %*d %*d %llu",
-                          &ticks) != 1)
-        return -1;
-    return ZoProcessTree::bootTime() + (long long)(ticks / ::sysconf(_SC_CLK_TCK));
+    return readCommandLine(own, sizeof own, "self") == n && ::memcmp(own, line, n) == 0;
 }
 
 bool ZoJobChildren::isJobChild(int pid, long long jobStart)
 {
+    const unsigned long long ticks = ZoProcessTree::startTicks(pid);
+    if (ticks == 0)
+        return true;  // nothing is known against it
+    const long long begin = ZoProcessTree::bootTime() + (long long)(ticks / ::sysconf(_SC_CLK_TCK));
     char process[16];
     ::snprintf(process, sizeof process, "%d", pid);
-    const long long begin = beginOf(process);
-    return begin < 0 || ::llabs(begin - jobStart) <= START_DIFFERENCE || isCalledAsServer(process);
+    return ::llabs(begin - jobStart) <= START_DIFFERENCE || isCalledAsServer(process);
 }
 
 void ZoJobChildren::add(int pid, long long jobStart)

@@ -24,6 +24,7 @@ static const useconds_t END_PAUSE = 1000;  // microseconds between two looks for
 struct Status {
     char state = 0;  ///< 0 when there is no such process
     int parent = -1;
+    unsigned long long start = 0;  ///< ticks of the clock from the machine's start to its own
 
     explicit Status(int pid)
     {
@@ -37,7 +38,10 @@ struct Status {
         text[n < 0 ? 0 : n] = '\0';
         // "PID (NAME) STATE PARENT ...", and the name may hold anything.
         const char* const name = ::strrchr(text, ')');
-        if (name && ::sscanf(name, ") %c %d", &state, &parent) != 2)
+        if (name && ::sscanf(name,
+                             ") %c %d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d "
+                             "%*d %*d %*d %llu",
+                             &state, &parent, &start) != 3)
             state = 0;
     }
     bool isDead() const { return state == 'Z' || state == 'X'; }
@@ -228,6 +232,12 @@ bool ZoProcessTree::isGone(int pid)
     if (::kill(pid, 0) != 0)
         return errno == ESRCH || errno == EPERM;  // EPERM: the id has come to another user
     return Status(pid).isDead();
+}
+
+unsigned long long ZoProcessTree::startTicks(int pid)
+{
+    const Status status(pid);
+    return status.state && !status.isDead() ? status.start : 0;
 }
 
 bool ZoProcessTree::hasEnded(int child)

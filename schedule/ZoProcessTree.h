@@ -27,6 +27,10 @@ public:
     /// below 1 is none.
     static bool isGone(int pid);
 
+    /// When a living process was started, in ticks of sysconf(_SC_CLK_TCK) since the machine was; 0
+    /// when there is none.
+    static unsigned long long startTicks(int pid);
+
     /// Whether a child of this process has ended. It stays to be collected.
     static bool hasEnded(int child);
 
