@@ -276,6 +276,7 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
         Sandbox::write(file, "text");
     fs::create_symlink("../precious", "marker-link/.1");
     fs::create_symlink("../emptied", "log-own-link/log");
+    fs::create_directory_symlink("log-own-link", "link");
     ::mkfifo("log-pipe/log", 0666);
     Sandbox::asStranger([] {
         Sandbox::write("marker-other/.1", "");
@@ -283,7 +284,7 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
     });
     load("10:x::marker-link:1:0:0:0:-1\n10:x::marker-other:1:0:0:0:-1\n");
     EXPECT_EQ(0, list.jobs.size());
-    for (const char* directory : { "log-link", "log-own-link", "log-pipe" }) {
+    for (const char* directory : { "log-link", "link", "log-pipe" }) {
         list.submit("echo out", "", directory);
         EXPECT_EQ(1, list.run(nullptr));
         ::waitpid(list.jobs[list.jobs.size() - 1]->pid, nullptr, 0);
