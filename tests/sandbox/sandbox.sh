@@ -55,12 +55,20 @@ private() {
         --ro-bind "$sources" "$sources" --bind "$build" "$build" --bind "$place" "$place" \
         --size 1048576 --tmpfs "$place/small-disk" --setenv KELVO_SANDBOX_PRIVATE 1 "$@"
 }
-# The machine's ports are shared: one run at a time.
+# shellcheck disable=SC2317 # called by its name, which is in a variable
 shared() {
+    if [ "$(id -u)" = 0 ]; then set -- setpriv --bounding-set=-all,+setuid,+setgid "$@"; fi
+    renamed "$@"
+}
+
+run=private
+if [ "$KELVO_TEST_NO_BWRAP" ] || ! (private true) 2>/dev/null; then
+    run=shared
     if [ "$needed" ]; then
         echo "there is no sandbox (Debian: bubblewrap)" >&2
         exit 77
     fi
+    # The machine's ports are shared: one run at a time. Only this shell holds the lock.
     { exec 9</tmp && flock 9; } || exit 1
     if [ "$(renamed id -un)" != tester ]; then
         echo "without bubblewrap this needs libnss-wrapper" >&2
@@ -69,24 +77,13 @@ shared() {
         echo "somebody else's server listens on port 7160: end it, or install bubblewrap" >&2
         exit 1
     fi
-    if [ "$(id -u)" = 0 ]; then set -- setpriv --bounding-set=-all,+setuid,+setgid "$@"; fi
-    renamed "$@" 9<&-
-}
-
-run() {
-    if [ -z "$KELVO_TEST_NO_BWRAP" ] && (private true) 2>/dev/null; then
-        private "$@"
-    else
-        shared "$@"
-    fi
-}
-
+fi
 if [ "$interactive" ]; then
     trap : INT
-    (run "$@")
+    ("$run" "$@" 9<&-)
     status=$?
 else
-    run "$@" &
+    "$run" "$@" 9<&- &
     child=$!
     wait "$child"
     status=$?

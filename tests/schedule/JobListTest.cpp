@@ -370,9 +370,9 @@ TEST_F(JobList, KillReachesTheTreeWhateverBecomesOfPs)
         EXPECT_EQ(job->pid, ::waitpid(job->pid, &status, 0));
         EXPECT_EQ(SIGTERM, status);
         EXPECT_TRUE(Sandbox::waitFor([] {
-            return ProcessTable::descendants(1).find("(sleep)") == std::string::npos;
+            return ProcessTable::descendants(::getppid()).find("(sleep)") == std::string::npos;
         })) << script
-            << ProcessTable::descendants(1);
+            << ProcessTable::descendants(::getppid());
         fs::remove("d/up");
     }
 }
