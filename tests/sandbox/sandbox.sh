@@ -26,7 +26,8 @@ world=$place/world
 mkdir -p "$place/tmp" "$place/var-tmp" "$world/home" "$world/tmp"
 echo "tester:x:$(id -u):$(id -g)::$world/home:/bin/sh" >"$place/passwd"
 echo "tester:x:$(id -g):" >"$place/group"
-printf '127.0.0.1 %s\n' node1 localhost >"$place/hosts"
+# Servers listen on IPv4: a client that asks for localhost has to try a second address.
+printf '%s\n' '127.0.0.1 node1' '127.0.0.1 localhost' '::1 localhost' >"$place/hosts"
 
 unset JOB_LOG_FILE JOB_PEERS JOB_PORT JOB_SYNC
 unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_STATE_HOME XDG_CACHE_HOME XDG_RUNTIME_DIR
