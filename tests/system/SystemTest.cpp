@@ -88,6 +88,17 @@ TEST_F(System, AnswersByteForByte)
     EXPECT_EQ(0, server.wait());
 }
 
+TEST_F(System, KillsTheWholeTreeAndStartsNoFurtherJob)
+{
+    TestServer server;
+    server.ask("submit \"sleep 99 & (sleep 98 & echo > up; wait) & wait\" \"\" d1\n"
+               "submit \"true\" \"\" d2\nrun");
+    ASSERT_TRUE(Sandbox::waitFor([] { return fs::exists("d1/up"); }));
+    EXPECT_EQ("ok\nwaiting\n", server.ask("kill\nstatus"));
+    EXPECT_EQ("13 10 ", server.states());
+    // What is left of the tree now fails the test at its end.
+}
+
 TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
 {
     // The clock is set forward after the job's start.
