@@ -109,6 +109,7 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
     for (const char* states : { "11 13 13 11 11 11 11 11 ", "13 13 13 11 13 11 11 11 " })
         EXPECT_TRUE(Sandbox::waitFor([&] { return server.states() == states; })) << server.states();
     EXPECT_EQ("running\n", server.ask("status"));
+    EXPECT_GT(20, ProcessTable::descriptors(server.pid())) << "left open by the looks";
     ::close(marker);
     EXPECT_EQ(0, ::kill(another.pid, SIGKILL));
 }

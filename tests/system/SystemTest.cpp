@@ -106,7 +106,8 @@ TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
     first.ask("submit \"until [ -e end ]; do sleep 0.01; done\" \"\" d1\n"
               "submit \"true\" \"\" d2\nrun");
     const std::string queue = first.ask("list");
-    EXPECT_EQ(0, first.quit());
+    ZoJobServer::send(first.port, "%s quit", "tester");
+    EXPECT_EQ(0, first.wait());
     TestServer second(first.port, [](ZoJobServer& one) { one.secondsBetweenLooks = 0.1; });
     EXPECT_FALSE(Sandbox::waitFor([&] { return second.ask("status") != "running\n"; }, 0.5));
     EXPECT_EQ(queue, second.ask("list"));
@@ -175,13 +176,30 @@ TEST_F(System, ALateReportStartsNothingBesideTheRunningJob)
 TEST_F(System, LeavesNothingOpenAndNoZombie)
 {
     TestServer::logs = false;  // a log is open for a moment at any time
-    TestServer server;
+    TestServer server(0, [](ZoJobServer& one) { one.secondsBetweenLooks = 0.05; });
     TestServer::logs = true;
+    for (const char* directory : { "d2/a", "d2/b" })
+        fs::create_directory(directory);
+    fs::create_directory_symlink("b", "d2/link");
+    for (const char* marker : { "d2/a/.1", "d2/b/.2" })
+        Sandbox::write(marker, "");
     const std::string requests =
         "status\nlist\nnonsense\nsubmit \"x\nsubmit \"true\" \"\" d1\nrun 1 d1\nremove 1 d1\n"
         "kill\ndone\n";
     server.ask(requests);
     const long open = ProcessTable::descriptors(server.pid());
+    Sandbox::write(Sandbox::queueFile(),
+                   "10:sleep 60::d2/a:1:0:0:0:-1\n10:true::d2/link:2:0:0:0:-1\n");
+    EXPECT_EQ("error\nok\nok\nok\nok\n",
+              server.ask("done\nrun 1 d2/a\nkill\nremove 1 d2/a\nremove 2 d2/link"));
+    EXPECT_FALSE(fs::exists("d2/a") || fs::is_symlink("d2/link"));
+    ZoClient client;
+    client.port = server.port;
+    const long own = ProcessTable::descriptors(::getpid());
+    UtDArray<UtHandle<ZoJob>> jobs;
+    EXPECT_EQ(0, client.list(jobs));
+    EXPECT_EQ(ZoClient::OURS, client.look());
+    EXPECT_EQ(own, ProcessTable::descriptors(::getpid()));
     server.ask(requests + "run");
     server.request("");
     server.request("tester sub");
@@ -218,7 +236,8 @@ TEST_F(System, TakesTheLongestLineAndTellsTheLongestList)
 TEST_F(System, SurvivesClientsThatBreakOffAndWhatItsCallerHasSet)
 {
     ::signal(SIGCHLD, SIG_IGN);
-    ASSERT_EQ(0, ::fcntl(STDIN_FILENO, F_SETFD, FD_CLOEXEC));
+    for (const int fd : { 0, 1, 2 })
+        ASSERT_EQ(0, ::fcntl(fd, F_SETFD, FD_CLOEXEC));
     TestServer server;
     ::signal(SIGCHLD, SIG_DFL);
     const std::string line = "tester submit \"x\" \"\" d1";
@@ -232,7 +251,8 @@ TEST_F(System, SurvivesClientsThatBreakOffAndWhatItsCallerHasSet)
     EXPECT_EQ(std::string::npos, server.log().find("refused"));
     const std::string process = "/proc/" + std::to_string(server.pid());
     const std::string status = Sandbox::read(process + "/status");
-    EXPECT_EQ("/dev/null", fs::read_symlink(process + "/fd/0"));
+    for (const char* fd : { "/fd/0", "/fd/1", "/fd/2" })
+        EXPECT_EQ("/dev/null", fs::read_symlink(process + fd));
     EXPECT_TRUE(std::regex_search(status, std::regex("SigIgn:\\s\\w{11}0\\w{4}\n"))) << "SIGCHLD";
     const struct rlimit none = {};
     ASSERT_EQ(0, ::prlimit(server.pid(), RLIMIT_FSIZE, &none, nullptr));
@@ -247,11 +267,13 @@ TEST_F(System, TheLauncherSaysWhatIsWrong)
     ::setenv("JOB_PORT", port.c_str(), 1);
     const std::string cases[][3] = { { "-jobserver", "1", taken },
                                      { "-jobserver " + port, "1", taken },
+                                     { "-jobserver 65536", "2", "start: \"65536\" is no port" },
                                      { "-jobserver 0", "2", "start: \"0\" is no port" },
                                      { "-jobserver 9x", "2", "start: \"9x\" is no port" },
                                      { "", "2", "usage: start -jobserver" },
                                      { "--help 2>&-", "0", "usage: start -jobserver" },
                                      { "--version 2>&-", "0", "version_tag " },
+                                     { "--version | wc -l", "0", "16\n" },
                                      { "--version >/dev/full; echo $?", "0", "1\n" } };
     for (const auto& [arguments, status, text] : cases) {
         const std::string command = KELVO_BUILD_DIR "/bin/start " + arguments + " > said 2>&1";
@@ -262,13 +284,15 @@ TEST_F(System, TheLauncherSaysWhatIsWrong)
 
 TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
 {
-    Sandbox::write("app/bin/start", "#!/bin/sh\necho $$ \"$*\" >> starts\n"
+    Sandbox::write("app/bin/start", "#!/bin/sh\n[ -e starts ] || sleep 2\n"
+                                    "echo $$ \"$*\" >> starts\n"
                                     "exec " KELVO_BUILD_DIR "/bin/start \"$@\"");
     fs::permissions("app/bin/start", fs::perms::owner_all);
     int output[2];
     ASSERT_EQ(0, ::pipe(output));
     const auto application = begin([&] {
         ::dup2(output[1], STDOUT_FILENO);
+        ::signal(SIGTERM, SIG_IGN);
         const long before = ProcessTable::descriptors(::getpid());
         EXPECT_EQ(-1, open("localhost")) << "only node1 is this machine";
         theSecondsPassed += 8;
@@ -306,7 +330,8 @@ TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
     ASSERT_TRUE(std::regex_match(starts, last, std::regex("(?:(\\d+) -jobserver 7160\n){3}")))
         << starts;
     EXPECT_EQ(std::stoi(last[1]), ::getsid(std::stoi(last[1])));
-    quit(Sandbox::SCHEDULE_PORT);
+    ::kill(std::stoi(last[1]), SIGTERM);
+    EXPECT_TRUE(Sandbox::waitFor([] { return !Sandbox::isListening(Sandbox::SCHEDULE_PORT); }));
 }
 
 TEST_F(System, ApplicationRefusesAServerOfSomebodyElse)
@@ -387,6 +412,7 @@ TEST_F(System, ApplicationSendsNothingThatARequestLineCannotCarry)
     ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
     UtSocket::send(ends[1], "ok\n");
     ::shutdown(ends[1], SHUT_WR);
+    EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], nullptr, "", ""));
     const std::string texts[] = { "say \"hi\"", "a\nb", "\r", std::string(1 << 20, 'x') };
     for (const std::string& text : texts) {
         EXPECT_EQ(-1, ZoScheduleJobSubmit(ends[0], text.c_str(), "", ""));
