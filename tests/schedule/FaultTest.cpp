@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -177,18 +178,22 @@ TEST(Faults, TwoServersStartNoJobTwiceAndLoseNone)
 
 TEST(Faults, AJobThatEndsWhileTheQueueCannotBeSavedIsRecordedLater)
 {
-    const SavedQueue queue(1);
-    Sandbox::write(queue.file, queue.waiting("until [ -e end ]; do sleep 0.01; done:", 1));
+    const SavedQueue queue(20);
+    Sandbox::write(queue.file,
+                   queue.waiting("until [ -e end ]; do sleep 0.01; done:", 1) + queue.before);
     ZoJobList::logFile = (queue.home + "/scheduler.log").c_str();
     ZoJobList list;
     EXPECT_EQ(1, list.run(nullptr));
-    ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0400));
+    rlimit all = {};
+    ::getrlimit(RLIMIT_FSIZE, &all);
+    const rlimit logOnly = { 1000, all.rlim_max };
+    ASSERT_EQ(0, ::prlimit(list.jobs[0]->pid, RLIMIT_FSIZE, &logOnly, nullptr));
     Sandbox::write(queue.directory + "/end", "");
     EXPECT_TRUE(Sandbox::waitFor([&] {
         return Sandbox::read(queue.home + "/scheduler.log").find("saved yet") != std::string::npos;
     }));
     EXPECT_EQ(0U, Sandbox::read(queue.file).find("11:"));
-    ASSERT_EQ(0, ::chmod(queue.file.c_str(), 0600));
+    ASSERT_EQ(0, ::prlimit(list.jobs[0]->pid, RLIMIT_FSIZE, &all, nullptr));
     waitForChildren();
     EXPECT_EQ(0U, Sandbox::read(queue.file).find("12:"));
 }
@@ -230,6 +235,16 @@ TEST(Faults, ADiskThatFailsAtAnyCallOnceOrMore)
             ASSERT_TRUE(queue.isWhole()) << failures << " calls failed after " << n;
         }
         EXPECT_GT(n, 5) << "the change was not followed through its calls";
+    }
+    Sandbox::write(queue.file, queue.waiting("echo x >>ran:", 1));
+    for (int n = 0, result = -1; result < 0; ++n) {
+        theGoodCalls = n;
+        theBadCalls = 1;
+        result = ZoJobList().run(nullptr);
+        theGoodCalls = theBadCalls = 0;
+        waitForChildren();
+        EXPECT_EQ(result < 0 ? "" : "x\n", Sandbox::read(queue.directory + "/ran"));
+        EXPECT_EQ(result < 0 ? '0' : '2', Sandbox::read(queue.file)[1]) << "waiting, or done";
     }
 }
 
