@@ -124,8 +124,8 @@ TEST_F(JobList, EveryPrefixLoadsOnlyJobsThatWereSaved)
     list.writeQueue(list.jobs);
     EXPECT_EQ(whole, queue());
     load("\n\nstray:9:4294967306:14\n10:a::d:1:0:0:0:-1\n\n12x:b:\\\n:d: 2z:+1:-2:3:4294967297\n"
-         "10:no marker::d:7:0:0:0:-1\n10:cut:x\n12:b::d:1:0:0:0:-1\n13:c::d:1:0:0:0:-1\n10:only a "
-         "command");
+         "10:no marker::d:7:0:0:0:-1\n10:cut:x\n12:b::d:1:0:0:0:-1\n" +
+         std::string("\0zeros\0\n", 8) + "13:c::d:1:0:0:0:-1\n10:only a command");
     list.writeQueue(list.jobs);
     EXPECT_EQ("10:a::d:1:0:0:0:-1\n12:b:\n:d:2:1:-2:3:0\n13:c::d:1:0:0:0:-1\n", queue());
 }
@@ -198,6 +198,7 @@ TEST_F(JobList, FindsAndRemovesWhatWasSubmitted)
     const std::string fresh(list.jobs[2]->directory), end = ":1700000000:0:0:0:-1\n";
     EXPECT_EQ("10:a::d" + end + "10:b:x\\:y\\\\:d" + end + "10:c::" + fresh + end, queue());
     EXPECT_EQ((fs::perms)0775, fs::status(fresh).permissions());
+    EXPECT_EQ((fs::perms)0664, fs::status("d/.1700000000").permissions());
     EXPECT_EQ(list.jobs[0], list.find(list.jobs[1], list.jobs)) << "the earlier one of a pair";
     EXPECT_EQ(0, list.remove(list.jobs[2]));
     EXPECT_FALSE(fs::exists(fresh));
@@ -221,7 +222,8 @@ TEST_F(JobList, NeverDeletesTheHomeOrADirectoryThatHoldsIt)
     fs::create_directories("d/home/me/keep");
     fs::create_directories("d/home/m/job");
     fs::create_directory_symlink("home/me", "d/link");
-    list.homeDirectory = "d/home/me";
+    fs::create_directory_symlink("d/home/me", "me");
+    list.homeDirectory = "me";
     for (const char* kept : { "d/home", "d/home/me/", "d/link", "d/home/m/../me/.", "d/home/m" }) {
         list.submit("x", "", kept);
         EXPECT_EQ(0, list.remove(list.jobs[0])) << kept;
@@ -262,6 +264,7 @@ TEST_F(JobList, DeletesTheRestOfALargeDirectoryWhileNobodyWaits)
     struct pollfd wait = { inherited[0], POLLIN, 0 };
     EXPECT_EQ(1, ::poll(&wait, 1, 200)) << "who deletes holds what a client may wait for";
     EXPECT_TRUE(Sandbox::waitFor([&] { return !isLeft(); }));
+    EXPECT_EQ(-1, ::waitpid(-1, nullptr, WNOHANG)) << "a zombie";
 }
 
 TEST_F(JobList, TakesNothingOfOthersForItsOwn)
@@ -270,7 +273,7 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
         GTEST_SKIP() << "only root can have a second user id here";
     ::umask(0);
     for (const char* place :
-         { "marker-link", "marker-other", "log-link", "log-own-link", "log-pipe" })
+         { "marker-link", "marker-other", "log-link", "log-own-link", "log-other", "log-pipe" })
         fs::create_directory(place);
     for (const char* file : { "precious", "emptied" })
         Sandbox::write(file, "text");
@@ -280,11 +283,12 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
     ::mkfifo("log-pipe/log", 0666);
     Sandbox::asStranger([] {
         Sandbox::write("marker-other/.1", "");
+        Sandbox::write("log-other/log", "text");
         fs::create_symlink("../precious", "log-link/log");
     });
     load("10:x::marker-link:1:0:0:0:-1\n10:x::marker-other:1:0:0:0:-1\n");
     EXPECT_EQ(0, list.jobs.size());
-    for (const char* directory : { "log-link", "link", "log-pipe" }) {
+    for (const char* directory : { "log-link", "link", "log-other", "log-pipe" }) {
         list.submit("echo out", "", directory);
         EXPECT_EQ(1, list.run(nullptr));
         ::waitpid(list.jobs[list.jobs.size() - 1]->pid, nullptr, 0);
@@ -295,7 +299,23 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
     }
     EXPECT_EQ("text", Sandbox::read("precious"));
     EXPECT_EQ("Starting \"echo out\"\nout\n", Sandbox::read("emptied"));
+    EXPECT_EQ("textStarting \"echo out\"\nout\n", Sandbox::read("log-other/log"));
     EXPECT_EQ((fs::perms)0600, fs::status("new.log").permissions());
+    const std::string lock = "home/.zojobs.lock-node1",  // a whole journal, as protocol.md shows it
+        journal = "kelvo-undo 00000000000000000047 73a7e4d2d7a21209 00000000000000000090 "
+                  "b9353892c9648c21\n10:make all::/home/ann/run:1700000000:0:0:0:-1\n";
+    fs::permissions("home", fs::perms::all);
+    for (const int mode : { 0, 0600, 0400 }) {  // the first is a stranger's
+        fs::remove(lock);
+        const auto leave = [&] { Sandbox::write(lock, journal); };
+        mode ? leave() : Sandbox::asStranger(leave);
+        Sandbox::write(Sandbox::queueFile(), "10:x::d:1:0:0:0:-1\n");
+        ::chmod(Sandbox::queueFile().c_str(), mode ? mode : 0600);
+        EXPECT_EQ(mode ? 0 : 1, ZoJobList().jobs.size());
+        list.update();
+        EXPECT_EQ(mode ? 0 : 1, list.jobs.size());
+        EXPECT_EQ(mode == 0600 ? "" : journal, Sandbox::read(lock)) << "emptied or kept: " << mode;
+    }
 }
 
 TEST_F(JobList, RunsNothingThatDoesNotWait)
@@ -404,6 +424,7 @@ TEST_F(JobList, CommandInheritsNothingAndKeepsItsOutputInOrder)
     const std::string log = Sandbox::read("scheduler.log");
     EXPECT_TRUE(std::regex_search(log, std::regex("\\d\\d:13\\.20 +\\d+: executing \"while")))
         << log;
+    EXPECT_EQ((fs::perms)0644, fs::status("d/log").permissions()) << "as the umask allows";
     EXPECT_EQ("Starting \"" + command + "\"\nSigBlk:\nSigIgn:\n0\n1\n2\n0\nerror\nend\n",
               Sandbox::read("d/log"));
 }
