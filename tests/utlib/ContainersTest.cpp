@@ -10,6 +10,8 @@ static int alive = 0;
 
 struct Counted : UtHandable {
     Counted() { ++alive; }
+    Counted(const Counted& other) : UtHandable(other) { ++alive; }
+    Counted& operator=(const Counted&) = default;
     ~Counted() override { --alive; }
 };
 
@@ -24,6 +26,9 @@ TEST(Containers, HandlesAreReleasedOnceWhateverMovesThem)
         handles.append(handles[2]);  // the storage moves at some of them
     UtHandle<Counted> third = handles[2];
     EXPECT_EQ(11, third->references);
+    handles[1] = new Counted(*third);
+    *third = *handles[1];
+    EXPECT_EQ(12, third->references + handles[1]->references) << "holders are not copied";
     handles.remove(1, 1);
     EXPECT_EQ(4, alive);
     EXPECT_TRUE(utStandardEqual(handles[1], third));

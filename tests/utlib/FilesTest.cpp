@@ -102,6 +102,7 @@ TEST(Filename, CreatesAnEmptyFileAndFollowsNoLink)
     EXPECT_EQ(-1, file.create(0664));
     for (const char* name : { "new", "old" }) {
         file = name;
+        EXPECT_EQ(name[0] == 'o', file.doesExist());
         EXPECT_EQ(0, file.create(0664));
         EXPECT_EQ((fs::perms)0664, fs::status(name).permissions());
         EXPECT_EQ("", Sandbox::read(name));

@@ -194,6 +194,9 @@ TEST_F(Socket, PipesAreReadAndWrittenLikeConnections)
     EXPECT_EQ("two\n", receive(ends[0], 256, 1));
     UtSocket::close(ends[0]);
     EXPECT_EQ(-1, UtSocket::send(ends[1], "nobody reads"));  // and no SIGPIPE ends us
+    EXPECT_NE(std::string::npos,
+              Sandbox::read("/proc/self/status").find("SigBlk:\t000000000000000"))
+        << "a program that is started now would never be ended by SIGPIPE";
     UtSocket::close(ends[1]);
 }
 
