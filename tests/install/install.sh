@@ -21,11 +21,16 @@ schedule/ZoSchedule.h utlib/UtDArray.h utlib/UtDirectory.h utlib/UtEnvironment.h
 utlib/UtFilename.h utlib/UtHandle.h utlib/UtMemory.h utlib/UtServerSocket.h utlib/UtSocket.h \
 utlib/UtString.h utlib/UtStringTokenizer.h utlib/UtTmpDir.h"
 # The window is built where Qt has Widgets.
-[[ ! -e $tree/bin/zojob-window ]] ||
+files=()
+if [[ -e $build/bin/zojob-window ]]; then
     wanted+=" window/ZoJobModel.h window/ZoJobPanel.h window/ZoWindowExport.h"
+    files+=(man/man1/zojob-window.1 applications/zojob-window.desktop
+        icons/hicolor/scalable/apps/zojob-window.svg
+        metainfo/org.example.kelvo_schedule.zojob_window.metainfo.xml)
+fi
 [[ $headers == "$wanted" ]] || fail "installed: $headers"
 for file in bash-completion/completions/zojob zsh/site-functions/_zojob \
-    fish/vendor_completions.d/zojob.fish man/man1/{start,zojob}.1; do
+    fish/vendor_completions.d/zojob.fish man/man1/{start,zojob}.1 "${files[@]}"; do
     [[ -e $tree/share/$file ]] || fail "not installed: share/$file"
 done
 # The headers need one another and Qt, and nothing that is not installed.
@@ -51,7 +56,8 @@ for name in queue submit list; do
 done
 
 # An application with the panel: it runs until somebody ends it.
-if [[ -e $tree/bin/zojob-window ]]; then
+if [[ -e $build/bin/zojob-window ]]; then
+    "$tree/bin/zojob-window" --version >window.log || fail "zojob-window: $(<window.log)"
     status=0
     QT_QPA_PLATFORM=offscreen timeout 3 ./with-cmake/dock "$tree" 2>dock.log || status=$?
     ((status == 124)) || fail "dock: $status $(<dock.log)"
