@@ -168,13 +168,14 @@ TEST_F(View, TextsAreThoseThatWereGiven)
 TEST_F(View, ShowAndStatusTellEverything)
 {
     const std::string text = Call({ "show", name(1) }).out();
-    for (const char* part : { "failed", "3", "bravo", "place1/log", "1:00" })
-        EXPECT_TRUE(holds(text, part)) << part << " in: " << text;
+    for (const char* line : { "state         failed\n", "exit status   3\n",
+                              "command       bravo\n", "/place1/log\n", "run time      1:00\n" })
+        EXPECT_TRUE(holds(text, line)) << line << " in: " << text;
     const auto json = nlohmann::json::parse(Call({ "show", "--json", name(0) }).out());
     EXPECT_EQ("true", json["command"]);
     EXPECT_EQ(Sandbox::path("place0"), json["directory"]);
     const std::string status = Call({ "status" }).out();
-    for (const char* part : { "none", "2 waiting, 1 running", "exec \"it\"" })
+    for (const char* part : { "server        none\n", "2 waiting, 1 running", ": exec \"it\"\n" })
         EXPECT_TRUE(holds(status, part)) << part << " in: " << status;
     EXPECT_FALSE(holds(status, "stands still"));
     record(4, 12, "sleep 9", "exec \"it\"", 0, 1);
@@ -292,12 +293,14 @@ TEST_F(View, WaitEndsWithTheHighestStatus)
 TEST_F(View, InterruptedWaitSaysSoUnlessThatIsIgnored)
 {
     for (const Words& words : { Words{ "wait", name(4) }, { "log", "-f" } }) {
-        Call waiting("exec \"$0\" \"$@\"", words);
-        Call ignoring("trap '' INT; exec \"$0\" \"$@\"", words);
+        Call waiting(words), ignoring("trap '' INT; exec \"$0\" \"$@\"", words);
         EXPECT_FALSE(waiting.hasEnded(0.5) || ignoring.hasEnded());
         for (const Call* call : { &waiting, &ignoring })
             ::kill(call->pid, SIGINT);
-        EXPECT_EQ(130, waiting.end());
+        siginfo_t end = {};
+        ::waitid(P_PID, waiting.pid, &end, WEXITED | WNOWAIT);
+        EXPECT_EQ(CLD_KILLED, end.si_code) << "a shell would go on with its loop";
+        EXPECT_EQ(128 + SIGINT, waiting.end());
         EXPECT_TRUE(holds(waiting.err(), "goes on")) << waiting.err();
         EXPECT_FALSE(ignoring.hasEnded(0.3));
         ::kill(ignoring.pid, SIGTERM);
