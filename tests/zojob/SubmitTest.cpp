@@ -30,6 +30,7 @@ TEST_F(Zojob, ArgumentsComeOutByteForByte)
             for (unsigned k = random() % 4; k > 0; --k)
                 word += nasty[random() % nasty.size()];
             words.push_back(round == 0 ? nasty[n] : word);
+            words.back() += std::string(round + n == 1 ? 100000 : 0, 'x');
             expected += words.back() + '\0';
         }
         const std::string name = Call(words).line();
@@ -109,17 +110,26 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
                                 split("submit --shell nosuch true"), Words({ "submit", "" }),
                                 Words({ "submit", " \n" }) })
         EXPECT_EQ(2, Call(words).end()) << joined(words);
+    EXPECT_TRUE(holds(Call({ "submit", "echo a", "b" }).err(), "the name of one program"));
+    zojob({ "rm", "last" });
     Sandbox::write("file", "");
     EXPECT_EQ(1, Call({ "submit", "-C", "file", "true" }).end());
+    EXPECT_EQ(1, Call({ "submit", "--lines", "none" }).end());
     EXPECT_EQ(1, Call({ "submit", "-" }, std::string("a\0b", 3)).end());
     EXPECT_EQ(count, jobs().size());
     const auto shown = nlohmann::json::parse(Call({ "add", "--json", "true" }).out());
     const fs::path place = shown["directory"].get<std::string>();
     EXPECT_EQ(count + 1, jobs().size());
     const std::string niceness = std::to_string(::getpriority(PRIO_PROCESS, 0) + 2);
-    const Words own = { "submit", "ulimit -n; nice" };
-    Call limited("ulimit -Sn 77; exec nice -n 2 \"$0\" \"$@\"", own);
-    EXPECT_EQ("77\n" + niceness + "\n0", runScript(limited.line()));
+    const Words own = { "submit", "ulimit -n; ulimit -f; ulimit -s; ulimit -t; nice" };
+    Call limited("ulimit -Sn 77; ulimit -Sf 5000; ulimit -Ss 4000; ulimit -St 60; "
+                 "exec nice -n 2 \"$0\" \"$@\"",
+                 own);
+    EXPECT_EQ("77\n5000\n4000\n60\n" + niceness + "\n0", runScript(limited.line()));
+    fs::create_symlink(".", "link");
+    Call linked("cd link; \"$0\" \"$@\"", { "submit", "pwd" });
+    EXPECT_EQ(Sandbox::path("link") + "\n0", runScript(linked.line()));
+    EXPECT_EQ('[', zojob({ "submit", "--json", "--lines", "-" }, 0, "true")[0]);
     for (const fs::path& path : { place, place.parent_path(), place / "job" })
         EXPECT_EQ(fs::perms::owner_all, fs::status(path).permissions()) << path;
 }
@@ -133,20 +143,29 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     ::setenv("SECRET", "of the user", 1);
     ::setenv("ZOJOB_SHELL", "bash", 1);
     ::setenv("LOOKS_LIKE", "ours\nzj_d=1\n    zj_after 1", 1);
-    Sandbox::write(".config/zojob/done",
-                   "#!/bin/sh\necho $ZOJOB_ID $ZOJOB_STATUS >>told\nexit 5\n");
+    Sandbox::write(".config/zojob/done", "#!/bin/sh\necho $ZOJOB_ID $ZOJOB_STATUS >>" +
+                                             Sandbox::path("told") + "\nexit 5\n");
     fs::permissions(".config/zojob/done", fs::perms::owner_all);
-    const std::string tell = "echo $ZOJOB_NAME/$ZOJOB_LABEL/$ZOJOB_STATUS";
+    ::setenv("BASH_FUNC_f%%", "() { echo of bash; }", 1);
+    fs::create_directory("gone");
+    ::umask(037);
+    const std::string tell = "echo $ZOJOB_NAME/$ZOJOB_LABEL/${ZOJOB_LOG##*/}/${PWD##*/}; umask";
     const std::tuple<Words, const char*, const char*, int> cases[] = {
         { { "--after", good, "echo ran" }, "ran\n", "done", 0 },
         { { "--after", bad, "echo ran" }, "ended with 3", "skipped", 126 },
         { { "--after", "last", "echo ran" }, "ended with 126", "skipped", 126 },
         { { "--after-any", good + "," + bad, "echo ran" }, "ran\n", "done", 0 },
-        { { "--timeout=1", "trap '' TERM; setsid sleep 77 & sleep 78" }, "over", "timed out", 124 },
+        { { "--timeout=0.02m", "trap '' TERM; setsid sleep 77 & sleep 78" },
+          "1.200 s, was over",
+          "timed out",
+          124 },
         { { "--timeout", "9", "cat /proc/*/cmdline 2>&- | grep -a SEC[R]ET=" }, "", "failed", 1 },
         { { "--timeout=1m", "exit 124" }, "", "failed", 124 },
         { { "--retry", "1", "echo x; exit 4" }, "4; again, 1 of 1\nx\nzojob: /", "failed", 4 },
-        { { "--then", tell, "-La", "exit 2" }, "a/a/2\n", "failed", 2 },
+        { { "--then", tell, "exit 2" }, "exit 2//log/world\n0037\n", "failed", 2 },
+        { { "--retry=9", "[ -e x ] || { >x; exit 4; }" }, "1 of 9\nzojob: /", "done", 0 },
+        { { "--shell=sh", "bash", "-c", "f" }, "of bash\n", "done", 0 },
+        { { "-Cgone", "true" }, "cannot enter", "failed", 125 },
         { { "a=(1 2)\n\n\nnosuch" }, "script: line 4: nosuch", "failed", 127 },
         { { "--shell=sh", "a\n(" }, "script: 2: Syntax error", "failed", 2 },
     };
@@ -155,6 +174,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
         call.insert(call.end(), words.begin(), words.end());
         EXPECT_EQ(0, Call(call).end()) << joined(call);
     }
+    fs::remove("gone");
     EXPECT_EQ(0, Call({ "run" }).end());
     EXPECT_EQ(127, Call({ "wait" }).end());
     std::string told;
@@ -165,22 +185,33 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
         EXPECT_TRUE(holds(log, output)) << joined(words) << ": " << log;
         EXPECT_TRUE(holds(log, "done ended with 5")) << log;
         EXPECT_EQ(status, job(name)["exit"]) << joined(words);
+        EXPECT_EQ(state, job(name)["state"]) << joined(words);
         told += name + " " + std::to_string(status) + "\n";
     }
     EXPECT_EQ(told, Sandbox::read("told"));
     EXPECT_NE(0, std::system("pgrep -x sleep")) << "what the time was over for goes on";
-    EXPECT_EQ("14", Call({ "again", "-r", "4" }).line());
+    EXPECT_EQ("17", Call({ "again", "-r", "4" }).line());
     const std::string late =
-        Call({ "submit", "-r", "--after", good, "printenv LOOKS_LIKE" }).line();
-    EXPECT_EQ(0, Call({ "wait", "14" }).end());
-    EXPECT_TRUE(holds(Call({ "log", "14" }).out(), "ran\n")) << "without the condition";
-    EXPECT_EQ(0, Call({ "remove", good, "14" }).end());
+        Call({ "submit", "-r", "--after", good + ",3", "printenv LOOKS_LIKE" }).line();
+    EXPECT_EQ(0, Call({ "wait", "17" }).end());
+    EXPECT_TRUE(holds(Call({ "log", "17" }).out(), "ran\n")) << "without the condition";
+    EXPECT_EQ(0, Call({ "remove", good, "17" }).end());
+    EXPECT_EQ(0, Call({ "remove", "3" }).end());
     const std::string output = "ours\nzj_d=1\n    zj_after 1\nzojob: ";
     EXPECT_EQ(0u, runScript(Call({ "again", late }).line()).find(output));
     EXPECT_EQ(0u, runScript(late).find(output)) << "the removed one had ended well";
+    zojob({ "quit" });  // or it might run what comes now
     fs::remove(directory(bad) + "/exit");  // as where a kill has ended all that could tell
     EXPECT_TRUE(holds(runScript(Call({ "submit", "--after", bad, "true" }).line()), "with 143"));
     EXPECT_EQ(1, Call({ "submit", "--after", "99", "true" }).end());
+    const std::string open = Call({ "submit", "true" }).line();
+    const std::string behind = Call({ "submit", "--after", open, "true" }).line();
+    EXPECT_TRUE(holds(runScript(behind), open + " has not run"));
+    EXPECT_EQ(0, Call({ "remove", open }).end());
+    EXPECT_TRUE(holds(runScript(behind), open + " has been removed"));
+    EXPECT_NE("", zojob({ "list", "--names", "--state", "timed-out" }));
+    zojob({ "remove", "--failed" });
+    EXPECT_EQ("", zojob({ "list", "--names", "--state", "failed,timed-out,skipped" }));
 }
 
 TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)
@@ -192,15 +223,24 @@ TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)
     EXPECT_FALSE(fs::exists(fs::path(directory("1")).parent_path() / "job-2"));
     std::vector<std::unique_ptr<Call>> calls;
     std::set<std::string> names;
-    for (int i = 4; i < 24; ++i)  // all at the same time
-        calls.push_back(std::make_unique<Call>(Words{ "submit", "true" }));
+    for (int i = 0; i < 15; ++i)  // all at the same time
+        calls.push_back(std::make_unique<Call>(Words{ "submit", "--lines", "-" }, "true\ntrue\n"));
     for (const auto& call : calls)
-        names.insert(call->line());
-    EXPECT_EQ(20u, names.size());
+        for (const std::string& name : split(call->out()))
+            names.insert(name);
+    EXPECT_EQ(30u, names.size());
+    EXPECT_EQ(31u, jobs().size());
     EXPECT_EQ(0u, names.count("2")) << "somebody may still mean the removed one";
     EXPECT_EQ("1", job("1")["description"]);
-    Sandbox::write(Sandbox::home() + "/.local/state/zojob/next", "damage");
+    const fs::path state = Sandbox::home() + "/.local/state/zojob";
+    for (const char* const left : { "job-98", "job-99" })
+        fs::create_directory(state / left);
+    for (const char* const old : { "job-1", "job-99", "swept" })
+        fs::last_write_time(state / old, fs::file_time_type::clock::now() - std::chrono::hours(25));
+    Sandbox::write(state / "next", "damage");
     EXPECT_EQ("2", Call({ "submit", "true" }).line()) << "the directories alone make them unique";
+    EXPECT_FALSE(fs::exists(state / "job-99")) << "of a submission that died";
+    EXPECT_TRUE(fs::exists(state / "job-98") && fs::exists(state / "job-1"));
     ::setenv("XDG_STATE_HOME", Sandbox::path("white space").c_str(), 1);
     EXPECT_EQ("1", Call({ "submit", "-L", "elsewhere", "true" }).line());
     EXPECT_EQ("elsewhere", job("1")["description"]) << "what submit has just called so";

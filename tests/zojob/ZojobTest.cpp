@@ -1,6 +1,7 @@
 // What becomes of jobs: who waits for them, what ends them, what is removed and what is kept.
 
 #include "tests/zojob/ZojobFixture.h"
+#include "utlib/UtServerSocket.h"
 
 #include <csignal>
 #include <sys/wait.h>
@@ -24,7 +25,7 @@ TEST_F(Zojob, WaitEndsWithTheStatusAndLeavesTheJobAlone)
     EXPECT_EQ(124, Call({ "wait", "--timeout", "0.3", second }).end());
     Call waiting({ "wait", first, second });
     EXPECT_EQ(1, Call({ "kill", first }).end()) << "another job is running";
-    EXPECT_EQ(1, Call({ "run" }).end()) << "one runs already";
+    expectRefusal({ "run" }, "is running, and only one runs at a time");
     EXPECT_EQ(1, Call({ "remove", "--force", second }).end()) << "it would go on unseen";
     EXPECT_EQ(0, Call({ "kill", second }).end());
     EXPECT_EQ(143, waiting.end()) << waiting.err();
@@ -39,17 +40,23 @@ TEST_F(Zojob, WaitEndsWithTheStatusAndLeavesTheJobAlone)
     Call({ "submit", "true" });
     EXPECT_EQ(0, Call({ "run" }).end());
     EXPECT_TRUE(server->waitForStatus("done")) << "the next job has gone meanwhile";
+    zojob({ "submit", "true" });
+    zojob({ "rm", "--all" });
+    EXPECT_EQ(1u, jobs().size()) << "what waits stays";
+    zojob({ "--host", "localhost", "submit", "-rw", "exit 7" }, 7);
+    EXPECT_EQ(jobs(), nlohmann::json::parse(zojob({ "--host", "localhost", "list", "--json" })));
 }
 
 TEST_F(Zojob, WhoWaitsHearsOfARemovalAndMayLeave)
 {
     const std::string name = Call({ "submit", "true" }).line();
     Call waiting({ "wait", name }), following({ "log", "-f", name });
-    EXPECT_FALSE(waiting.hasEnded(0.5) || following.hasEnded());
+    EXPECT_FALSE(waiting.hasEnded(2.5) || following.hasEnded());
     EXPECT_EQ(0, Call({ "remove", name }).end());
     for (Call* call : { &waiting, &following }) {
         EXPECT_EQ(1, call->end());
         EXPECT_TRUE(holds(call->err(), "was removed before it ended")) << call->err();
+        EXPECT_TRUE(holds(call->err(), "until 'zojob run' starts them")) << call->err();
     }
 }
 
@@ -57,9 +64,11 @@ TEST_F(Zojob, WaitOutlivesTheServerAndRunsTheQueueAgain)
 {
     const std::string named = Call({ "submit", "sleep 0.3" }).line();
     EXPECT_EQ(0, Call({ "run", named }).end());
-    Call behind({ "submit", "-rwL", "b", "sleep 1; exit 6" });  // a named run does not go on to it
+    Call behind("exec \"$0\" \"$@\" >name",  // a named run does not go on to it
+                { "submit", "-rwL", "b", "sleep 1; exit 6" });
     ASSERT_TRUE(
         Sandbox::waitFor([&] { return job("last")["description"] == "b" && isRunning("last"); }));
+    EXPECT_EQ("2\n", Sandbox::read("name"));
     EXPECT_EQ(0, Call({ "quit" }).end());
     EXPECT_EQ(6, behind.end()) << behind.err();
     EXPECT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << "the job's own record was enough";
@@ -87,7 +96,7 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
 {
     Call({ "submit", "--retry=99", "--then", "echo $ZOJOB_STATUS >told",
            "trap '' TERM; setsid sh -c 'trap \"\" TERM; sleep 77' & sleep 78; sleep 79" });
-    Call({ "submit", "--lines", "-" }, "true\ntrue\n");
+    Call({ "submit", "--then", "echo $ZOJOB_ID >>ends", "--lines", "-" }, "true\ntrue\n");
     EXPECT_EQ(0, Call({ "run", "1" }).end());
     ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x sleep >pids") == 0; }));
     EXPECT_EQ(0, Call({ "submit", "-rq", "true" }).end());
@@ -98,22 +107,31 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
     EXPECT_TRUE(Sandbox::waitFor([] { return Sandbox::read("told") == "143\n"; }));
     EXPECT_NE(0, std::system("pgrep -x sleep >pids"));
     EXPECT_EQ("waiting", job("4")["state"]) << "whoever kills stops the queue";
+    EXPECT_FALSE(fs::exists(directory("4") + "/run")) << "the keeper goes on";
     EXPECT_EQ(0, Call({ "run" }).end());
     EXPECT_EQ(143, Call({ "wait", "2-4" }).end()) << "the cancelled one";
     EXPECT_TRUE(holds(Call({ "log", "2" }).out(), "cancelled before it ran"));
+    EXPECT_EQ("cancelled", job("2")["state"]);
+    EXPECT_EQ("3\n", Sandbox::read("ends"));
 
     EXPECT_TRUE(server->waitForStatus("done"));
-    const std::string zojob = KELVO_BUILD_DIR "/bin/zojob ";
-    Call({ "submit", zojob + "stop; " + zojob + "submit -r true; trap '' TERM; sleep 77" });
+    const std::string own = KELVO_BUILD_DIR "/bin/zojob ";
+    Call({ "submit", own + "stop; " + own + "submit -r true; trap '' TERM; >up; sleep 3" });
     EXPECT_EQ(0, Call({ "run", "5" }).end());
-    ASSERT_TRUE(Sandbox::waitFor([] { return jobs().size() == 6; }));
-    Call onwards({ "kill", "--continue", "--grace", "3" });
-    EXPECT_EQ(0, onwards.end()) << onwards.err() << "a server that the job itself has started";
+    ASSERT_TRUE(Sandbox::waitFor([] { return fs::exists("up"); }));
+    Call onwards({ "kill", "--continue" });
+    EXPECT_EQ(0, onwards.end()) << onwards.err();
+    EXPECT_TRUE(holds(onwards.err(), "SIGKILL in 9 s")) << onwards.err();
+    EXPECT_FALSE(holds(onwards.err(), "by force")) << "a server that the job itself has started";
     EXPECT_EQ(0, Call({ "wait", "6" }).end());
     EXPECT_TRUE(server->waitForStatus("done"));
     Call({ "submit", "true" });
     EXPECT_EQ(0, Call({ "kill", "7" }).end());
     EXPECT_EQ(1, Call({ "run", "7" }).end()) << "it would end at once";
+    EXPECT_EQ("7\n", zojob({ "again", "-r", "7" }));
+    EXPECT_EQ(0, Call({ "wait", "7" }).end());
+    EXPECT_TRUE(server->waitForStatus("done"));
+    EXPECT_TRUE(holds(zojob({ "status" }), "server        running\n"));
     Call({ "submit", "-q", "--then", "sleep 77", "exit 3" });
     EXPECT_EQ(0, Call({ "run", "8" }).end());
     ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x sleep >pids") == 0; }));
@@ -135,14 +153,14 @@ TEST_F(Zojob, RunHoldsItsWordAndNobodyWaitsForOneself)
         << "a process is left behind";
     zojob({ "submit", "-rw",
             "PATH=" KELVO_BUILD_DIR "/bin:$PATH; zojob wait $ZOJOB_ID; "
-            "zojob log -f last; zojob submit -w true; zojob list --names" });
-    const std::string log = Call({ "log" }).out();
-    for (const char* part : { "would wait for its own end", "nothing was submitted" })
+            "zojob log -f last; zojob submit -w true; zojob submit -q :; zojob wait last; :" });
+    const std::string log = Call({ "log", "5" }).out();
+    for (const char* part : { "for its own end", "nothing was submitted", "behind job 5" })
         EXPECT_TRUE(holds(log, part)) << log;
     Call many({ "submit", "--lines", "-" }, "echo 1\r\n\n # no\necho 2");
-    EXPECT_EQ("6\n7\n", many.out());
-    EXPECT_EQ("2\n0", runScript("7"));
-    EXPECT_EQ("echo 1", job("6")["description"]);
+    EXPECT_EQ("7\n8\n", many.out());
+    EXPECT_EQ("2\n0", runScript("8"));
+    EXPECT_EQ("echo 1", job("7")["description"]);
 }
 
 TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
@@ -158,11 +176,13 @@ TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
         server->request("tester submit \"" + command + "\" \"" + name + "\" \"" +
                         Sandbox::path(name) + "\"\n");
         expectRefusal({ "remove", "last" }, Sandbox::path(name));
+        expectRefusal({ "again", "last" }, "another application");
+        expectRefusal({ "submit", "--after", "last", "true" }, "another application");
         EXPECT_TRUE(fs::exists(name));
     }
     EXPECT_EQ(1, Call({ "remove", own, "nonsense" }).end()) << "a wrong name, and nothing happens";
     EXPECT_TRUE(fs::exists(place));
-    EXPECT_EQ(0, Call({ "remove", own }).end());
+    expectRefusal({ "remove", own, "last" }, "forged");
     EXPECT_FALSE(fs::exists(place));
     EXPECT_TRUE(fs::exists("mine"));
     EXPECT_EQ(0, Call({ "remove", "--force", "last" }).end());
@@ -196,6 +216,7 @@ TEST_F(Zojob, WhatEndsWhileNothingCanBeWrittenIsKnownAndIsRecordedLater)
     for (const Words& words : { Words{ "run" }, { "submit", "-q", "true" } })
         expectRefusal(words, "cannot be written: Permission denied");
     EXPECT_EQ("failed", job("1")["state"]);
+    EXPECT_TRUE(holds(zojob({ "list" }), "no further job starts: "));
     EXPECT_EQ(true, job("1")["unsaved"]);
     EXPECT_FALSE(fs::exists(place / "../job-2"));
     for (const fs::path& path : closed)
@@ -205,13 +226,16 @@ TEST_F(Zojob, WhatEndsWhileNothingCanBeWrittenIsKnownAndIsRecordedLater)
     if (Sandbox::smallDisk().empty())
         return;
     ::setenv("XDG_STATE_HOME", Sandbox::smallDisk().c_str(), 1);
-    EXPECT_EQ(5, Call({ "submit", "-rw", "cat /dev/zero; exit 5" }).end());
+    Call full({ "submit", "-rw", "cat /dev/zero; exit 5" });
+    EXPECT_EQ(5, full.end());
+    EXPECT_TRUE(holds(full.err(), "the disk was full when job")) << full.err();
     EXPECT_EQ(true, job("last")["diskFull"]);
 }
 
 TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
 {
     ASSERT_TRUE(Sandbox::schedulePortIsFree());
+    EXPECT_TRUE(holds(Call("JOB_PORT=1x \"$0\" list", {}).err(), "no port: using 7160"));
     const std::pair<Words, int> cases[] = {
         { { "status" }, 0 }, { { "list", "--watch=nan" }, 2 },
         { { "remove" }, 2 }, { { "submit", "-C", "/no/such/place", "true" }, 1 },
@@ -225,10 +249,17 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
         ASSERT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << words[0];
     }
     EXPECT_TRUE(!fs::exists(Sandbox::home() + "/.local")) << "nothing was made for a refused job";
+    zojob({ "--host", "localhost", "list" }, 3);
     fs::create_directories("late/bin");  // its server listens when the launcher has gone
     Sandbox::write("late/bin/start",
                    "#!/bin/sh\n(sleep 0.3; exec " KELVO_BUILD_DIR "/bin/start \"$@\") &\nexit 1\n");
     fs::permissions("late/bin/start", fs::perms::owner_all);
     EXPECT_EQ(1, Call({ "run", "--root", "late" }).end()) << "no job waits";
     EXPECT_EQ(0, Call({ "quit" }).end()) << "no server was started";
+    UtServerSocket silent(1);
+    EXPECT_EQ(0, silent.openSocket(Sandbox::SCHEDULE_PORT, -1, 0));
+    Call status({ "status", "--json" });
+    EXPECT_EQ(3, status.end());
+    EXPECT_EQ("silent", nlohmann::json::parse(status.out())["server"]);
+    EXPECT_TRUE(holds(status.err(), "has not answered yet")) << status.err();
 }
