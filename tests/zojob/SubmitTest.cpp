@@ -200,7 +200,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     const std::string output = "ours\nzj_d=1\n    zj_after 1\nzojob: ";
     EXPECT_EQ(0u, runScript(Call({ "again", late }).line()).find(output));
     EXPECT_EQ(0u, runScript(late).find(output)) << "the removed one had ended well";
-    zojob({ "quit" });  // or it might run what comes now
+    zojob({ "quit" });                     // or it might run what comes now
     fs::remove(directory(bad) + "/exit");  // as where a kill has ended all that could tell
     EXPECT_TRUE(holds(runScript(Call({ "submit", "--after", bad, "true" }).line()), "with 143"));
     EXPECT_EQ(1, Call({ "submit", "--after", "99", "true" }).end());

@@ -178,6 +178,9 @@ TEST_F(View, TextsAreThoseThatWereGiven)
     EXPECT_TRUE(holds(list, "  \xe8\xa1\xa8\xe9\xa1\x8c x\n")) << list;
     EXPECT_FALSE(holds(Call({ "show", name(1) }).out(), made)) << "only with --script";
     EXPECT_TRUE(holds(Call({ "show", "--script", name(1) }).out(), made));
+    EXPECT_TRUE(holds(zojob({ "show", "--script", "--json", name(1) }), "\"script\": \"#!/bin/sh"));
+    fs::remove("place2/exit");
+    expectRefusal({ "wait", name(2) }, "left no status behind");
 }
 
 TEST_F(View, ShowAndStatusTellEverything)
@@ -404,6 +407,7 @@ TEST_F(View, WatchFitsTheTerminalAndGivesItBack)
         EXPECT_TRUE(watched.shows(enter) && watched.shows("running") &&
                     watched.shows("... 5 more") && watched.shows(name(4) + ": new"));
         EXPECT_FALSE(watched.isAsBefore());
+        EXPECT_EQ(1, ::write(watched.terminal, "x", 1));  // means nothing
         const struct winsize larger = { 24, 80, 0, 0 };
         ::ioctl(watched.terminal, TIOCSWINSZ, &larger);
         EXPECT_TRUE(watched.shows(signal ? "\u2026rld/place6  waiting" : "\033[33mwaiting") &&

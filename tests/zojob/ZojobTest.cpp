@@ -21,7 +21,11 @@ TEST_F(Zojob, WaitEndsWithTheStatusAndLeavesTheJobAlone)
     EXPECT_EQ(0, Call({ "run", first }).end());
     EXPECT_EQ(3, early.end()) << early.err();
 
-    const std::string second = Call({ "submit", "-r", "sleep 60" }).line();
+    Call asking({ "submit", "-rw", "sleep 60" });
+    ASSERT_TRUE(Sandbox::waitFor([] { return isRunning("last"); }));
+    ::kill(asking.pid, SIGINT);
+    EXPECT_EQ(130, asking.end());
+    const std::string second = asking.line();
     EXPECT_EQ(124, Call({ "wait", "--timeout", "0.3", second }).end());
     Call waiting({ "wait", first, second });
     EXPECT_EQ(1, Call({ "kill", first }).end()) << "another job is running";
@@ -69,9 +73,17 @@ TEST_F(Zojob, WaitOutlivesTheServerAndRunsTheQueueAgain)
     ASSERT_TRUE(
         Sandbox::waitFor([&] { return job("last")["description"] == "b" && isRunning("last"); }));
     EXPECT_EQ("2\n", Sandbox::read("name"));
-    EXPECT_EQ(0, Call({ "quit" }).end());
+    EXPECT_TRUE(holds(Call({ "quit" }).err(), "job 2 goes on"));
     EXPECT_EQ(6, behind.end()) << behind.err();
     EXPECT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << "the job's own record was enough";
+    Call lost({ "submit", "-rw", "sleep 77" });
+    ASSERT_TRUE(Sandbox::waitFor([&] { return isRunning("last"); }));
+    zojob({ "quit" });
+    const int child = ZoJobList().jobs[2]->pid;
+    ::kill(child, SIGSTOP);
+    ProcessTable::descendants(child, SIGKILL);
+    ::kill(child, SIGKILL);
+    EXPECT_EQ(143, lost.end()) << lost.err() << "only a server can end its record";
 }
 
 TEST_F(Zojob, EndOfAJobShowsAtOnceWithoutTheServer)
