@@ -1,5 +1,6 @@
 // Strangers are refused, and a dead job child does not stop the queue.
 
+#include "schedule/ZoClient.h"
 #include "schedule/ZoJobServer.h"
 #include "tests/sandbox/TestServer.h"
 #include "utlib/UtSocket.h"
@@ -120,4 +121,9 @@ TEST(Safety, RootIsServed)
         GTEST_SKIP() << "only root can be root";
     TestServer server(0, [](ZoJobServer&) { EXPECT_EQ(0, ::seteuid(Sandbox::STRANGER)); });
     EXPECT_EQ("done\n", server.ask("status"));
+    Process client([] {  // and trusted, by everybody
+        return ::setuid(Sandbox::STRANGER) != 0 || !ZoClient::isTrusted(0) ||
+               !ZoClient::isTrusted(Sandbox::STRANGER) || ZoClient::isTrusted(1);
+    });
+    EXPECT_EQ(0, client.end());
 }

@@ -103,15 +103,20 @@ TEST_F(System, ANewServerGoesOnWithTheQueueAndTheRunningJob)
 {
     // The clock is set forward after the job's start.
     TestServer first(0, [](ZoJobServer&) { theSecondsPassed = -1000000000; });
-    first.ask("submit \"until [ -e end ]; do sleep 0.01; done\" \"\" d1\n"
+    first.ask("submit \"until [ -e " + Sandbox::path("end") +
+              " ]; do sleep 0.01; done\" \"\" d1\n"
               "submit \"true\" \"\" d2\nrun");
     const std::string queue = first.ask("list");
     ZoJobServer::send(first.port, "%s quit", "tester");
     EXPECT_EQ(0, first.wait());
     TestServer second(first.port, [](ZoJobServer& one) { one.secondsBetweenLooks = 0.1; });
-    EXPECT_FALSE(Sandbox::waitFor([&] { return second.ask("status") != "running\n"; }, 0.5));
+    const auto isOver = [&] { return second.ask("status") != "running\n"; };
+    EXPECT_FALSE(Sandbox::waitFor(isOver, 0.5));
     EXPECT_EQ(queue, second.ask("list"));
-    Sandbox::write("d1/end", "");
+    const std::string id = std::to_string(ZoJobList().jobs[0]->id);
+    EXPECT_EQ("ok\n", second.ask("remove " + id + " d1"));
+    EXPECT_FALSE(Sandbox::waitFor(isOver, 0.5)) << "it runs, in the queue or not";
+    Sandbox::write("end", "");
     EXPECT_TRUE(second.waitForStatus("waiting"));
 }
 
@@ -189,16 +194,18 @@ TEST_F(System, LeavesNothingOpenAndNoZombie)
     server.ask(requests);
     const long open = ProcessTable::descriptors(server.pid());
     Sandbox::write(Sandbox::queueFile(),
-                   "10:sleep 60::d2/a:1:0:0:0:-1\n10:true::d2/link:2:0:0:0:-1\n");
+                   "10:sleep 60::d2/a:1:0:0:0:-1\n10:true::d2/link/:2:0:0:0:-1\n");
     EXPECT_EQ("error\nok\nok\nok\nok\n",
-              server.ask("done\nrun 1 d2/a\nkill\nremove 1 d2/a\nremove 2 d2/link"));
+              server.ask("done\nrun 1 d2/a\nkill\nremove 1 d2/a\nremove 2 d2/link/"));
     EXPECT_FALSE(fs::exists("d2/a") || fs::is_symlink("d2/link"));
     ZoClient client;
     client.port = server.port;
+    client.otherUser = client.launcherStatus = 1;  // of an earlier request
     const long own = ProcessTable::descriptors(::getpid());
     UtDArray<UtHandle<ZoJob>> jobs;
     EXPECT_EQ(0, client.list(jobs));
     EXPECT_EQ(ZoClient::OURS, client.look());
+    EXPECT_EQ(-2, client.otherUser + client.launcherStatus);
     EXPECT_EQ(own, ProcessTable::descriptors(::getpid()));
     server.ask(requests + "run");
     server.request("");
