@@ -15,6 +15,7 @@
 #include <pwd.h>
 #include <regex>
 #include <sstream>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -99,9 +100,12 @@ protected:
 
 TEST_F(JobList, EveryPrefixLoadsOnlyJobsThatWereSaved)
 {
+    std::string colons;
+    while (colons.size() < 5000)
+        colons += "\\:";
     const std::string whole = "10:::d:1:0:0:0:-1\n11:\\::\\\\:d:2:5000000001:0:0:4711\n"
                               "12:\\\\\\:12\\:x::d:3:1:2:3:4\n13:a b\\\\:\" \":d:4:0:0:0:-1\n10:" +
-                              std::string(5000, 'x') + "::d:5000000000:0:0:0:-1\n";
+                              colons + "::d:5000000000:0:0:0:-1\n";
     load(whole);
     class OwnJob : public ZoJob
     {
@@ -293,7 +297,7 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
         EXPECT_EQ(1, list.run(nullptr));
         ::waitpid(list.jobs[list.jobs.size() - 1]->pid, nullptr, 0);
     }
-    for (const char* file : { "log-link/log", "new.log" }) {
+    for (const char* file : { "log-link/log", "log-other/log", "new.log" }) {
         ZoJobList::logFile = file;
         ZoJobList::log("a line\n");
     }
@@ -311,7 +315,10 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
         mode ? leave() : Sandbox::asStranger(leave);
         Sandbox::write(Sandbox::queueFile(), "10:x::d:1:0:0:0:-1\n");
         ::chmod(Sandbox::queueFile().c_str(), mode ? mode : 0600);
-        EXPECT_EQ(mode ? 0 : 1, ZoJobList().jobs.size());
+        const int held = ::open(lock.c_str(), O_RDONLY);
+        ::flock(held, mode == 0600 ? LOCK_EX : LOCK_UN);
+        EXPECT_EQ(mode ? 0 : 1, ZoJobList().jobs.size()) << "locked or not";
+        ::close(held);
         list.update();
         EXPECT_EQ(mode ? 0 : 1, list.jobs.size());
         EXPECT_EQ(mode == 0600 ? "" : journal, Sandbox::read(lock)) << "emptied or kept: " << mode;
@@ -370,6 +377,14 @@ TEST_F(JobList, KillSavesFirstAndThenSignalsTheTreeFromItsTop)
     EXPECT_EQ("9000002 9000003 9000004 9000005 9000007 9000006 9000001 ", order);
     EXPECT_EQ("\n\n\n", Sandbox::read("looks")) << "one listing for each look";
     EXPECT_EQ(0, list.kill());
+    fakes.onSignal = [](pid_t) {};
+    load("11:lost::d:2:0:0:0:-1\n");
+    ::chmod(Sandbox::queueFile().c_str(), 0400);
+    EXPECT_EQ(1, list.kill());
+    list.saveKills();
+    ::chmod(Sandbox::queueFile().c_str(), 0600);
+    list.saveKills();
+    EXPECT_EQ("13:lost::d:2:0:1700000000:0:-1\n", queue()) << "as soon as it can be written";
 }
 
 TEST_F(JobList, KillReachesTheTreeWhateverBecomesOfPs)
@@ -437,6 +452,15 @@ TEST_F(JobList, AKilledJobWhoseChildLivesOnStaysKilled)
     EXPECT_EQ(1, list.kill());
     EXPECT_EQ(list.jobs[0]->pid, ::waitpid(list.jobs[0]->pid, nullptr, 0));
     EXPECT_EQ(0U, queue().find("13:")) << queue();
+    fakes.onSignal = nullptr;
+    fakes.time = 5000000000;  // the machine was not started since
+    list.submit("true", "", "d");
+    EXPECT_EQ(1, list.run(nullptr));
+    const int pid = list.jobs[1]->pid;
+    siginfo_t end;
+    EXPECT_EQ(0, ::kill(pid, SIGKILL) + ::waitid(P_PID, pid, &end, WEXITED | WNOWAIT));
+    list.reapChildren();
+    EXPECT_EQ(1, list.endLostJobs()) << "somebody else may have got its number";
 }
 
 TEST_F(JobList, RunTimesAreNeverNegativeAndAlwaysFit)
