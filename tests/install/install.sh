@@ -33,6 +33,7 @@ for file in bash-completion/completions/zojob zsh/site-functions/_zojob \
     fish/vendor_completions.d/zojob.fish man/man1/{start,zojob}.1 "${files[@]}"; do
     [[ -e $tree/share/$file ]] || fail "not installed: share/$file"
 done
+[[ -e $tree/lib/libutlib.so.1 && -e $tree/lib/libschedule.so.1 ]] || fail "libraries: $(ls "$tree/lib")"
 # The headers need one another and Qt, and nothing that is not installed.
 (cd "$tree/include" && printf '#include "%s"\n' */*.h) >headers.cpp
 qt=Core

@@ -179,7 +179,9 @@ TEST_F(Socket, ReceivesAReplyOfTwoWritesWholeAndWaitsForNoMoreThanThat)
         char more;
         EXPECT_EQ(0, ::recv(far, &more, 1, 0));  // stays
     });
+    const double start = now();
     EXPECT_EQ("running", receive(slow, 256, 1));
+    EXPECT_GT(10, now() - start);
     UtSocket::close(slow);
 }
 
