@@ -76,14 +76,6 @@ TEST_F(Zojob, WaitOutlivesTheServerAndRunsTheQueueAgain)
     EXPECT_TRUE(holds(Call({ "quit" }).err(), "job 2 goes on"));
     EXPECT_EQ(6, behind.end()) << behind.err();
     EXPECT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << "the job's own record was enough";
-    Call lost({ "submit", "-rw", "sleep 77" });
-    ASSERT_TRUE(Sandbox::waitFor([&] { return isRunning("last"); }));
-    zojob({ "quit" });
-    const int child = ZoJobList().jobs[2]->pid;
-    ::kill(child, SIGSTOP);
-    ProcessTable::descendants(child, SIGKILL);
-    ::kill(child, SIGKILL);
-    EXPECT_EQ(143, lost.end()) << lost.err() << "only a server can end its record";
 }
 
 TEST_F(Zojob, EndOfAJobShowsAtOnceWithoutTheServer)
