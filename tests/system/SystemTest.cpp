@@ -381,7 +381,7 @@ TEST_F(System, ApplicationTellsAStrangerNothingAndUsesAPortOfItsOwn)
     }
     ::setenv("JOB_PORT", own.c_str(), 1);
     EXPECT_EQ(0, begin([&] {
-                     EXPECT_EQ(0, ZoScheduleJobSubmit(open(), "true", "", ""));
+                     EXPECT_EQ(0, ZoScheduleJobSubmit(open(), "true", nullptr, ""));
                      quit(std::stoi(own));
                  })->end());
 }

@@ -303,6 +303,8 @@ TEST_F(View, FollowedLogGrowsToItsEnd)
         EXPECT_FALSE(following.hasEnded(0.3));
         Sandbox::write("place4/log", "zero\none\ntwo\nthree");
     }
+    Call unheard("exec \"$0\" \"$@\" >/dev/full", { "log", "-f" });
+    EXPECT_TRUE(unheard.hasEnded(10)) << "nobody can read what comes";
     record(4, 12, "sleep 9", "exec", 90, 1);
     save();
     EXPECT_EQ(0, following.end());
