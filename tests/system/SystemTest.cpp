@@ -272,9 +272,12 @@ TEST_F(System, TheLauncherSaysWhatIsWrong)
     const std::string port = std::to_string(server.port),
                       taken = "Kelvo job server: can't open socket on port " + port + "\n";
     ::setenv("JOB_PORT", port.c_str(), 1);
+    UtServerSocket last(1);
+    EXPECT_EQ(0, last.openSocket(65535, -1, 0));
     const std::string cases[][3] = { { "-jobserver", "1", taken },
                                      { "-jobserver " + port, "1", taken },
                                      { "-jobserver 65536", "2", "start: \"65536\" is no port" },
+                                     { "-jobserver 65535", "1", "Kelvo job server: can't" },
                                      { "-jobserver 0", "2", "start: \"0\" is no port" },
                                      { "-jobserver 9x", "2", "start: \"9x\" is no port" },
                                      { "", "2", "usage: start -jobserver" },
