@@ -128,15 +128,6 @@ bool Sandbox::isListening(int port)
     return false;
 }
 
-bool Sandbox::schedulePortIsFree()
-{
-    if (!isListening(SCHEDULE_PORT))
-        return true;
-    fail("Somebody else's server listens on port " + std::to_string(SCHEDULE_PORT) +
-         ", which is needed here: end that server, or install bubblewrap.");
-    return false;
-}
-
 std::string Sandbox::request(int port, const std::string& bytes)
 {
     const int fd = UtSocket::connect(nullptr, port);

@@ -48,9 +48,6 @@ public:
     static int freePort();
     /// Whether somebody listens on a port of this machine; asks without connecting.
     static bool isListening(int port);
-    /// For who needs SCHEDULE_PORT, before anything else: without bubblewrap somebody else's server
-    /// may be there, and then it fails.
-    static bool schedulePortIsFree();
 
     /// Sends the bytes to a port of this machine, says that no more will come, and returns
     /// everything that comes back until the peer closes. A connection that is refused or broken

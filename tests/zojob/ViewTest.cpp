@@ -28,7 +28,6 @@ protected:
 
     View()
     {
-        EXPECT_TRUE(Sandbox::schedulePortIsFree());
         const std::string own = std::to_string(::getpid());
         record(0, 12, "true", "alpha", 0, 3725);
         record(1, 12, OWN, "bravo", 1, 60, "3\n");
@@ -97,9 +96,8 @@ TEST_F(View, ListShowsWhatIsAskedFor)
         EXPECT_EQ(row.expected, shown(zojob(row.words))) << joined(row.words);
     std::istringstream wrong(
         "list --state nonsense\nlist -n -1\nlist -n many\nlist surplus\nlist --json --watch\n"
-        "list --watch=0\n--color blue\nnonsense\nhelp nonsense\nshow\nshow 8-7\nlog -f 1 2\nlog -n "
-        "x\n"
-        "wait --timeout -1 1\nwait --timeout nan 1\nrun 1 2\nremove --all 1\nsubmit - x\n"
+        "list --watch=0\n--color blue\nnonsense\nhelp nonsense\nshow\nshow 8-7\nlog -f 1 2\n"
+        "log -n x\nwait --timeout -1 1\nwait --timeout nan 1\nrun 1 2\nremove --all 1\nsubmit - x\n"
         "submit --lines x y\nsubmit --detach x\nsubmit --slurm --retry 1 x\nsubmit --retry -1 x\n"
         "submit --timeout 5x true\nsubmit --timeout 0 true\n");
     for (std::string line; std::getline(wrong, line);) {

@@ -14,13 +14,8 @@ namespace fs = std::filesystem;
 class Zojob : public ::testing::Test
 {
 protected:
-    std::unique_ptr<TestServer> server;
-
-    void SetUp() override
-    {
-        ASSERT_TRUE(Sandbox::schedulePortIsFree());
-        server = std::make_unique<TestServer>(Sandbox::SCHEDULE_PORT, [](ZoJobServer&) {});
-    }
+    std::unique_ptr<TestServer> server =
+        std::make_unique<TestServer>(Sandbox::SCHEDULE_PORT, [](ZoJobServer&) {});
 
     void TearDown() override { Call({ "quit" }); }  // also one that zojob started meanwhile
 
