@@ -75,6 +75,7 @@ void Sandbox::enterNew()
     ::setenv("HOME", home().c_str(), 1);
     ::setenv("TMPDIR", path("tmp").c_str(), 1);
     ::setenv("USER", "tester", 1);
+    ::unsetenv("JOB_PORT");
 }
 
 void Sandbox::asStranger(const std::function<void()>& what)

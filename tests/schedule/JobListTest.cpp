@@ -55,7 +55,7 @@ extern "C" hostent* gethostbyname(const char*)
 {
     static hostent entry = {};
     entry.h_name = const_cast<char*>(fakes.officialHost);
-    return &entry;
+    return fakes.officialHost ? &entry : nullptr;
 }
 
 extern "C" int kill(pid_t pid, int signal) noexcept
@@ -82,12 +82,13 @@ protected:
 
     JobList()
     {
-        fakes = Fakes();
         ZoJobList::logFile = "scheduler.log";
         fs::create_directory("d");
         for (const char* marker : { "d/.1", "d/.2", "d/.3", "d/.4", "d/.5000000000" })
             Sandbox::write(marker, "");
     }
+
+    void TearDown() override { fakes = Fakes(); }
 
     static std::string queue() { return Sandbox::read(Sandbox::queueFile()); }
 
@@ -266,7 +267,7 @@ TEST_F(JobList, DeletesTheRestOfALargeDirectoryWhileNobodyWaits)
     EXPECT_TRUE(isLeft());
     ::close(inherited[1]);
     struct pollfd wait = { inherited[0], POLLIN, 0 };
-    EXPECT_EQ(1, ::poll(&wait, 1, 200)) << "who deletes holds what a client may wait for";
+    EXPECT_EQ(1, ::poll(&wait, 1, 500)) << "who deletes holds what a client may wait for";
     EXPECT_TRUE(Sandbox::waitFor([&] { return !isLeft(); }));
     EXPECT_EQ(-1, ::waitpid(-1, nullptr, WNOHANG)) << "a zombie";
 }

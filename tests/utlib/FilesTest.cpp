@@ -32,12 +32,13 @@ TEST(TmpDir, IsNewWithTheModeAskedForWhereAClientCanNameIt)
         EXPECT_EQ((fs::perms)0775, fs::status((const char*)first).permissions());
     }
     EXPECT_TRUE(fs::is_empty("tmp"));  // removed at the end of their scope
-    for (const char* place : { "/var/tmp/taken", "/tmp/taken" }) {
-        fs::create_directory(place);
-        const bool isOther = place[1] == 'v';  // /tmp still serves
-        EXPECT_EQ(isOther ? 0 : -1, UtTmpDir("taken", true, true).create(0700));
+    const char* const places[] = { "/var/tmp/kelvojob-taken", "/tmp/kelvojob-taken" };
+    for (const char* place : places) {
+        EXPECT_TRUE(fs::create_directory(place));
+        const bool isOther = place == places[0];  // /tmp still serves
+        EXPECT_EQ(isOther ? 0 : -1, UtTmpDir("kelvojob-taken", true, true).create(0700));
     }
-    for (const char* place : { "/var/tmp/taken", "/tmp/taken" })
+    for (const char* place : places)
         EXPECT_TRUE(fs::remove(place)) << "somebody else's goes with the object";
 }
 

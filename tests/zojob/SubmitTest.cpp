@@ -189,7 +189,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
         told += name + " " + std::to_string(status) + "\n";
     }
     EXPECT_EQ(told, Sandbox::read("told"));
-    EXPECT_NE(0, std::system("pgrep -x sleep")) << "what the time was over for goes on";
+    EXPECT_NE(0, std::system("pgrep -fx 'sleep 7.'")) << "what the time was over for goes on";
     EXPECT_EQ("17", Call({ "again", "-r", "4" }).line());
     const std::string late =
         Call({ "submit", "-r", "--after", good + ",3", "printenv LOOKS_LIKE" }).line();

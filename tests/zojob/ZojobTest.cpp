@@ -102,14 +102,14 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
            "trap '' TERM; setsid sh -c 'trap \"\" TERM; sleep 77' & sleep 78; sleep 79" });
     Call({ "submit", "--then", "echo $ZOJOB_ID >>ends", "--lines", "-" }, "true\ntrue\n");
     EXPECT_EQ(0, Call({ "run", "1" }).end());
-    ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x sleep >pids") == 0; }));
+    ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -fx 'sleep 7.' >pids") == 0; }));
     EXPECT_EQ(0, Call({ "submit", "-rq", "true" }).end());
     Call kill({ "kill", "--grace", "0.5", "1-2" });
     EXPECT_EQ(0, kill.end());
     EXPECT_TRUE(holds(kill.err(), "by force")) << kill.err();
     EXPECT_TRUE(holds(kill.err(), "2 jobs wait")) << kill.err();
     EXPECT_TRUE(Sandbox::waitFor([] { return Sandbox::read("told") == "143\n"; }));
-    EXPECT_NE(0, std::system("pgrep -x sleep >pids"));
+    EXPECT_NE(0, std::system("pgrep -fx 'sleep 7.' >pids"));
     EXPECT_EQ("waiting", job("4")["state"]) << "whoever kills stops the queue";
     EXPECT_FALSE(fs::exists(directory("4") + "/run")) << "the keeper goes on";
     EXPECT_EQ(0, Call({ "run" }).end());
@@ -138,7 +138,7 @@ TEST_F(Zojob, KillLeavesNothingAndTheRestWaits)
     EXPECT_TRUE(holds(zojob({ "status" }), "server        running\n"));
     Call({ "submit", "-q", "--then", "sleep 77", "exit 3" });
     EXPECT_EQ(0, Call({ "run", "8" }).end());
-    ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -x sleep >pids") == 0; }));
+    ASSERT_TRUE(Sandbox::waitFor([] { return std::system("pgrep -fx 'sleep 7.' >pids") == 0; }));
     EXPECT_EQ(0, Call({ "kill" }).end());
     EXPECT_EQ(3, Call({ "wait", "8" }).end()) << "the command itself had ended";
 }
