@@ -52,7 +52,8 @@ set(stage ${CPACK_TEMPORARY_INSTALL_DIRECTORY})
 set(doc ${stage}/Unspecified/usr/share/doc/kelvo-schedule)
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/../README.md ${CMAKE_CURRENT_LIST_DIR}/../CHANGELOG.md
      DESTINATION ${doc})
-file(COPY ${CMAKE_CURRENT_LIST_DIR}/../doc/ DESTINATION ${doc}/doc PATTERN "*.1" EXCLUDE)
+file(COPY ${CMAKE_CURRENT_LIST_DIR}/../doc/ DESTINATION ${doc}/doc PATTERN "*.1" EXCLUDE
+     REGEX "/images/[^/]*\\.(cpp|txt)$" EXCLUDE)  # what makes the pictures
 finish(kelvo-schedule ${stage}/Unspecified zojob)
 if(EXISTS ${stage}/window)
   finish(kelvo-schedule-window ${stage}/window zojob-window)
