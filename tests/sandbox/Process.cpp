@@ -96,20 +96,23 @@ std::string ProcessTable::descendants(int ancestor, int signal)
     std::map<int, int> parents;
     std::map<int, std::string> living;
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
-        int pid, parent;
-        char name[64], state;
+        int parent;
+        char state;
         const std::string text = Sandbox::read(entry.path().string() + "/stat");
-        if (::sscanf(text.c_str(), "%d (%63[^)]) %c %d", &pid, name, &state, &parent) != 4)
+        const std::size_t start = text.find('('), end = text.rfind(')');  // of the name
+        if (end == std::string::npos ||
+            ::sscanf(text.c_str() + end, ") %c %d", &state, &parent) != 2)
             continue;
+        const int pid = std::stoi(text);
         parents[pid] = parent;
         if (state != 'Z' && pid != ::getpid())
-            living[pid] = name;
+            living[pid] = text.substr(start, end + 1 - start);
     }
     std::string found;
     for (const auto& [pid, name] : living)
         for (int above = parents[pid]; above > 0; above = parents[above])
             if (above == ancestor) {
-                found += " " + std::to_string(pid) + " (" + name + ")";
+                found += " " + std::to_string(pid) + " " + name;
                 if (signal)
                     ::kill(pid, signal);
             }

@@ -390,11 +390,12 @@ TEST_F(JobList, KillSavesFirstAndThenSignalsTheTreeFromItsTop)
 
 TEST_F(JobList, KillReachesTheTreeWhateverBecomesOfPs)
 {
+    fs::copy("/bin/sleep", "d/sleep) Z");  // as a zombie's line in /proc would read
     for (const char* script : { "exec cat missing", "echo 1 $$", "exec sleep 60" }) {
         replacePs(script);
         fs::remove("looks");
         // The stopped one is an orphan, and has a child.
-        list.submit("(sh -c 'sleep 61 & echo up > up; kill -STOP $$' &); sleep 60", "", "d");
+        list.submit("(sh -c 'sleep 61 & echo up > up; kill -STOP $$' &); './sleep) Z' 60", "", "d");
         EXPECT_EQ(1, list.run(nullptr));
         UtHandle<ZoJob> job = list.jobs[list.jobs.size() - 1];
         EXPECT_TRUE(Sandbox::waitFor([] { return Sandbox::read("d/up") == "up\n"; }));
@@ -406,7 +407,7 @@ TEST_F(JobList, KillReachesTheTreeWhateverBecomesOfPs)
         EXPECT_EQ(job->pid, ::waitpid(job->pid, &status, 0));
         EXPECT_EQ(SIGTERM, status);
         EXPECT_TRUE(Sandbox::waitFor([] {
-            return ProcessTable::descendants(::getppid()).find("(sleep)") == std::string::npos;
+            return ProcessTable::descendants(::getppid()).find("(sleep") == std::string::npos;
         })) << script
             << ProcessTable::descendants(::getppid());
         fs::remove("d/up");

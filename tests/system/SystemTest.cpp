@@ -273,7 +273,7 @@ TEST_F(System, TheLauncherSaysWhatIsWrong)
                       taken = "Kelvo job server: can't open socket on port " + port + "\n";
     ::setenv("JOB_PORT", port.c_str(), 1);
     UtServerSocket last(1);
-    EXPECT_EQ(0, last.openSocket(65535, -1, 0));
+    (void)last.openSocket(65535, -1, 0);  // unless somebody else has it
     const std::string cases[][3] = { { "-jobserver", "1", taken },
                                      { "-jobserver " + port, "1", taken },
                                      { "-jobserver 65536", "2", "start: \"65536\" is no port" },
