@@ -157,7 +157,9 @@ TEST(Faults, TwoServersStartNoJobTwiceAndLoseNone)
     for (int i = 1; i <= jobs; ++i)
         text += queue.waiting("echo x >>ran" + std::to_string(i) + ":", i);
     Sandbox::write(queue.file, text);
-    const auto runAll = [] {
+    const auto runAll = [](const char* own, const char* other) {
+        Sandbox::write(own, "");
+        Sandbox::waitFor([=] { return fs::exists(other); });
         ZoJobList list;
         int started = 0;
         while (list.hasWaitingJobs()) {
@@ -168,7 +170,8 @@ TEST(Faults, TwoServersStartNoJobTwiceAndLoseNone)
         waitForChildren();
         return started > 0 ? 0 : 1;
     };
-    Process first(runAll), second(runAll);
+    Process first([=] { return runAll("one", "two"); });
+    Process second([=] { return runAll("two", "one"); });
     EXPECT_EQ(0, first.end() + second.end()) << "one of them has started nothing";
     for (int i = 1; i <= jobs; ++i)
         EXPECT_EQ("x\n", Sandbox::read(queue.directory + "/ran" + std::to_string(i))) << i;
