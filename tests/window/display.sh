@@ -43,8 +43,12 @@ trap clean_up EXIT
 waits_for "Xvfb does not start: $(<xvfb.log)" test -s display
 DISPLAY=:$(<display)
 export DISPLAY
-openbox >/dev/null 2>&1 &
-waits_for "openbox does not manage the display" xdotool get_num_desktops
+# It ends when the display is not ready for it.
+is_managed() {
+    kill -0 "${manager:-}" || { openbox >>window.log 2>&1 & manager=$!; }
+    xdotool get_num_desktops
+}
+waits_for "openbox does not manage the display" is_managed
 
 # in_front NAME: the window with this name has the keyboard.
 in_front() {
