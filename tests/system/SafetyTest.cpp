@@ -67,6 +67,9 @@ TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
         ::setenv("JOB_PEERS", peers, 1);
         TestServer server(0, [](ZoJobServer&) { isElsewhere = true; });
         EXPECT_EQ(reply, server.ask("status")) << peers;
+        const int another = UtSocket::connect("127.0.0.2", server.port);
+        EXPECT_LE(0, another) << "it listens on one address only";
+        UtSocket::close(another);
         ::kill(server.pid(), SIGKILL);  // it may not listen to "quit"
     }
     ::unsetenv("JOB_PEERS");
