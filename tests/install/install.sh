@@ -49,6 +49,11 @@ done
 
 cmake -S "$sources/doc/examples" -B with-cmake -DCMAKE_PREFIX_PATH="$tree" >cmake.log
 cmake --build with-cmake >>cmake.log || fail "find_package: $(<cmake.log)"
+mkdir wanting
+printf '%s\n' 'cmake_minimum_required(VERSION 3.21)' 'project(wanting NONE)' \
+    'find_package(KelvoSchedule REQUIRED COMPONENTS nosuch)' >wanting/CMakeLists.txt
+! cmake -S wanting -B wanting -DCMAKE_PREFIX_PATH="$tree" &>wanting/log || fail "a component that is not there"
+grep -q "_FOUND to FALSE" wanting/log || fail "find_package: $(<wanting/log)"
 export PKG_CONFIG_PATH=$tree/lib/pkgconfig
 read -ra flags <<<"$(pkg-config --cflags --libs schedule) -Wl,-rpath,$tree/lib"
 mkdir with-pkg-config
