@@ -54,6 +54,10 @@ TEST(Containers, ArraysKeepTheirOrder)
     EXPECT_EQ(3, numbers[0]);
     EXPECT_EQ(1, numbers.size());
     EXPECT_LE(10, numbers.capacity());
+    for (int i = 1; i < 100; ++i) {  // the storage moves now and then, and the element with it
+        numbers.append(numbers[0]);
+        EXPECT_EQ(3, numbers[i]);
+    }
 }
 
 TEST(Containers, TextsTakeWhatLiesInThemselvesAndAnyLength)
