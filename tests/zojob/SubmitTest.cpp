@@ -117,9 +117,14 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
     EXPECT_EQ(1, Call({ "submit", "--lines", "none" }).end());
     EXPECT_EQ(1, Call({ "submit", "-" }, std::string("a\0b", 3)).end());
     EXPECT_EQ(count, jobs().size());
+}
+
+TEST_F(Zojob, JobIsPrivateAndHasTheCallersDirectoryAndLimits)
+{
+    ::umask(0);
     const auto shown = nlohmann::json::parse(Call({ "add", "--json", "true" }).out());
     const fs::path place = shown["directory"].get<std::string>();
-    EXPECT_EQ(count + 1, jobs().size());
+    EXPECT_EQ(1u, jobs().size());
     const std::string niceness = std::to_string(::getpriority(PRIO_PROCESS, 0) + 2);
     const Words own = { "submit", "ulimit -n; ulimit -f; ulimit -s; ulimit -t; nice" };
     Call limited("ulimit -Sn 77; ulimit -Sf 5000; ulimit -Ss 4000; ulimit -St 60; "
@@ -142,7 +147,6 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     ::setenv("XDG_CONFIG_HOME", Sandbox::path(".config").c_str(), 1);
     ::setenv("SECRET", "of the user", 1);
     ::setenv("ZOJOB_SHELL", "bash", 1);
-    ::setenv("LOOKS_LIKE", "ours\nzj_d=1\n    zj_after 1", 1);
     Sandbox::write(".config/zojob/done", "#!/bin/sh\necho $ZOJOB_ID $ZOJOB_STATUS >>" +
                                              Sandbox::path("told") + "\nexit 5\n");
     fs::permissions(".config/zojob/done", fs::perms::owner_all);
@@ -190,16 +194,30 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     }
     EXPECT_EQ(told, Sandbox::read("told"));
     EXPECT_NE(0, std::system("pgrep -fx 'sleep 7.'")) << "what the time was over for goes on";
-    EXPECT_EQ("17", Call({ "again", "-r", "4" }).line());
+    EXPECT_EQ(0u, zojob({ "list", "--names", "--state", "timed-out" }).find("7\t"));
+    zojob({ "remove", "--failed" });
+    EXPECT_EQ("", zojob({ "list", "--names", "--state", "failed,timed-out,skipped" }));
+}
+
+TEST_F(Zojob, ConditionKnowsTheEndOfJobsThatAreGone)
+{
+    ::setenv("LOOKS_LIKE", "ours\nzj_d=1\n    zj_after 1", 1);
+    const std::string good = Call({ "submit", "true" }).line();
+    const std::string bad = Call({ "submit", "exit 3" }).line();
+    const std::string skipped = Call({ "submit", "--after", bad, "echo ran" }).line();
+    const std::string behindGood = Call({ "submit", "--after", good, "true" }).line();
+    EXPECT_EQ(0, Call({ "run" }).end());
+    EXPECT_EQ(126, Call({ "wait", skipped }).end());
+    const std::string again = Call({ "again", "-r", skipped }).line();
     const std::string late =
-        Call({ "submit", "-r", "--after", good + ",3", "printenv LOOKS_LIKE" }).line();
-    EXPECT_EQ(0, Call({ "wait", "17" }).end());
-    EXPECT_TRUE(holds(Call({ "log", "17" }).out(), "ran\n")) << "without the condition";
-    EXPECT_EQ(0, Call({ "remove", good, "17" }).end());
-    EXPECT_EQ(0, Call({ "remove", "3" }).end());
-    const std::string output = "ours\nzj_d=1\n    zj_after 1\nzojob: ";
-    EXPECT_EQ(0u, runScript(Call({ "again", late }).line()).find(output));
-    EXPECT_EQ(0u, runScript(late).find(output)) << "the removed one had ended well";
+        Call({ "submit", "-r", "--after", good + "," + behindGood, "printenv LOOKS_LIKE" }).line();
+    EXPECT_EQ(0, Call({ "wait", again, late }).end());
+    EXPECT_EQ(0u, Call({ "log", again }).out().find("ran\n")) << "without the condition";
+    EXPECT_EQ(0, Call({ "remove", good, again }).end());
+    EXPECT_EQ(0, Call({ "remove", behindGood }).end());
+    const std::string output = "ours\nzj_d=1\n    zj_after 1\n0";
+    EXPECT_EQ(output, runScript(Call({ "again", late }).line()));
+    EXPECT_EQ(output, runScript(late)) << "the removed one had ended well";
     zojob({ "quit" });                     // or it might run what comes now
     fs::remove(directory(bad) + "/exit");  // as where a kill has ended all that could tell
     EXPECT_TRUE(holds(runScript(Call({ "submit", "--after", bad, "true" }).line()), "with 143"));
@@ -209,9 +227,6 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     EXPECT_TRUE(holds(runScript(behind), open + " has not run"));
     EXPECT_EQ(0, Call({ "remove", open }).end());
     EXPECT_TRUE(holds(runScript(behind), open + " has been removed"));
-    EXPECT_NE("", zojob({ "list", "--names", "--state", "timed-out" }));
-    zojob({ "remove", "--failed" });
-    EXPECT_EQ("", zojob({ "list", "--names", "--state", "failed,timed-out,skipped" }));
 }
 
 TEST_F(Zojob, NumbersCountUpAndAreNotGivenAgain)
