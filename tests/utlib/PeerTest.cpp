@@ -8,6 +8,7 @@
 #include <linux/inet_diag.h>
 #include <linux/netlink.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -61,6 +62,14 @@ TEST(Peer, OwnSocketIsKnownUntilItIsClosed)
     Connection c;
     EXPECT_EQ(::geteuid(), UtPeer::userOf(c.served));
     ::shutdown(c.client, SHUT_WR);
+    EXPECT_EQ(::geteuid(), UtPeer::userOf(c.served));
+    const auto isEndKnown = [&c] {  // to both sides, which takes up to 40 ms
+        tcp_info info = {};
+        socklen_t size = sizeof info;
+        return ::getsockopt(c.client, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 &&
+               info.tcpi_state == TCP_FIN_WAIT2;
+    };
+    EXPECT_TRUE(Sandbox::waitFor(isEndKnown));
     EXPECT_EQ(::geteuid(), UtPeer::userOf(c.served));
     ::close(std::exchange(c.client, -1));  // as one does who wants to be gone before we ask
     EXPECT_EQ(UtPeer::NOBODY, UtPeer::userOf(c.served));
