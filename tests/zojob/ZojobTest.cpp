@@ -238,7 +238,9 @@ TEST_F(Zojob, WhatEndsWhileNothingCanBeWrittenIsKnownAndIsRecordedLater)
 
 TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
 {
-    EXPECT_TRUE(holds(Call("JOB_PORT=1x \"$0\" list", {}).err(), "no port: using 7160"));
+    for (const char* const list :
+         { "JOB_PORT=1x \"$0\" list", "JOB_PORT=0 \"$0\" list", "JOB_PORT=65536 \"$0\" list" })
+        EXPECT_TRUE(holds(Call(list, {}).err(), "no port: using 7160")) << list;
     const std::pair<Words, int> cases[] = {
         { { "status" }, 0 },
         { { "list", "--watch=nan" }, 2 },
@@ -266,6 +268,7 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
     UtServerSocket silent(1);
     EXPECT_EQ(0, silent.openSocket(Sandbox::SCHEDULE_PORT, -1, 0));
     Call status({ "status", "--json" });
+    EXPECT_TRUE(status.hasEnded(30)) << "who only looks does not wait as long as others";
     EXPECT_EQ(3, status.end());
     EXPECT_EQ("silent", nlohmann::json::parse(status.out())["server"]);
     EXPECT_TRUE(holds(status.err(), "has not answered yet")) << status.err();
