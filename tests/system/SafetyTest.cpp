@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sstream>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -113,6 +114,12 @@ TEST(Safety, StaleRunningRecordEndsAndALivingOneDoesNot)
     for (const char* states : { "11 13 13 11 11 11 11 11 ", "13 13 13 11 13 11 11 11 " })
         EXPECT_TRUE(Sandbox::waitFor([&] { return server.states() == states; })) << server.states();
     EXPECT_EQ("running\n", server.ask("status"));
+    std::istringstream lines(Sandbox::read(Sandbox::queueFile()));
+    for (std::string line; std::getline(lines, line);) {
+        long long end = -1;
+        ::sscanf(line.c_str(), "%*d:true::%*[^:]:%*d:%*d:%lld", &end);
+        EXPECT_EQ(line.find("13:") == 0, end >= now) << line;
+    }
     EXPECT_GT(20, ProcessTable::descriptors(server.pid())) << "left open by the looks";
     ::close(marker);
     EXPECT_EQ(0, ::kill(another.pid, SIGKILL));

@@ -161,13 +161,13 @@ TEST_F(View, TextsAreThoseThatWereGiven)
     expected["directory"] = place;
     expected["log"] = place + "/log";
     EXPECT_EQ(expected, json[1]);
-    ::setenv("TZ", "UTC0", 1);
+    ::setenv("TZ", "HERE-1:30", 1);
     const std::string wide = joined(split(zojob({ "list", "--wide" })));
-    EXPECT_TRUE(holds(wide, " 3 1:00 2023-11-14 22:13:21 2023-11-14 22:14:21 /a \\ b " + place +
+    EXPECT_TRUE(holds(wide, " 3 1:00 2023-11-14 23:43:21 2023-11-14 23:44:21 /a \\ b " + place +
                                 "/log printf \"\\n\" 'a\\nb' 1700000002 "))
         << wide;
     EXPECT_TRUE(holds(joined(split(zojob({ "show", name(1) }))),
-                      "started 2023-11-14 22:13:21 ended 2023-11-14 22:14:21 run time 1:00 id "));
+                      "started 2023-11-14 23:43:21 ended 2023-11-14 23:44:21 run time 1:00 id "));
     EXPECT_EQ("\xe8\xa1\xa8\xe9\xa1\x8c x", json[2]["label"]);
     EXPECT_EQ(json[1]["command"], json[2]["command"]);
     EXPECT_EQ(0, json[2]["time"]);
@@ -466,6 +466,10 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
         { "zojob submit --after=" + name(3) + "," + name(1), name(3) + "," + name(1) },
         { "zojob --color=al", "always" },
         { "zojob help sub", "submit" },
+        { "zojob submit -qL a -C b --label c --directory d --host e --root f --color g --after 1 "
+          "--after-any 1 --timeout 1 --retry 1 --then x --shell y --lines z --js",
+          "--json" },
+        { "zojob kill --grace ", "" },
         // Put into the line, it is not run.
         { "zojob show " + twin + "/", both + "/\\$\\(x\\)" }
     };
