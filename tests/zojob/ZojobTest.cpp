@@ -35,7 +35,7 @@ TEST_F(Zojob, WaitEndsWithTheStatusAndLeavesTheJobAlone)
     EXPECT_EQ(143, waiting.end()) << waiting.err();
     EXPECT_EQ(1, Call({ "kill" }).end());
     Call({ "submit", "-L", "stays", "rm -r ~/.local/state/zojob/job-4" });
-    EXPECT_EQ(0, Call({ "remove", "--finished" }).end());
+    EXPECT_TRUE(holds(Call({ "remove", "--finished" }).err(), "1 job that has failed stays"));
     ASSERT_EQ(2u, jobs().size()) << "what has failed stays";
     EXPECT_EQ("failed", jobs()[0]["state"]);
     EXPECT_EQ(0, Call({ "remove", "--failed" }).end());
@@ -49,6 +49,8 @@ TEST_F(Zojob, WaitEndsWithTheStatusAndLeavesTheJobAlone)
     EXPECT_EQ(1u, jobs().size()) << "what waits stays";
     zojob({ "--host", "localhost", "submit", "-rw", "exit 7" }, 7);
     EXPECT_EQ(jobs(), nlohmann::json::parse(zojob({ "--host", "localhost", "list", "--json" })));
+    EXPECT_EQ("localhost",
+              nlohmann::json::parse(zojob({ "--host", "localhost", "status", "--json" }))["host"]);
 }
 
 TEST_F(Zojob, WhoWaitsHearsOfARemovalAndMayLeave)
@@ -193,6 +195,22 @@ TEST_F(Zojob, RemoveDeletesNothingOfTheUsers)
     EXPECT_FALSE(fs::exists("forged"));
 }
 
+TEST_F(Zojob, StopEndsThePromiseToRunWhatComesLater)
+{
+    zojob({ "submit", "until [ -e end ]; do sleep 0.05; done" });
+    zojob({ "run", "1" });
+    zojob({ "submit", "-rq", "true" });
+    EXPECT_TRUE(fs::exists(directory("2") + "/run"));
+    EXPECT_TRUE(holds(Call({ "stop" }).err(), "job 1 goes on to its end; those behind it wait"));
+    EXPECT_FALSE(fs::exists(directory("2") + "/run"));
+    Sandbox::write("end", "");
+    zojob({ "wait", "1" });
+    expectRefusal({ "run", "1" }, "only a waiting job can be run");
+    expectRefusal({ "kill", "1" }, "is done, not running");
+    zojob({ "kill", "2" });
+    expectRefusal({ "kill", "2" }, "is cancelled, not running");
+}
+
 TEST_F(Zojob, KillSparesAProcessThatHasGotTheJobsId)
 {
     const Process another({ "sleep", "9999" });
@@ -221,6 +239,7 @@ TEST_F(Zojob, WhatEndsWhileNothingCanBeWrittenIsKnownAndIsRecordedLater)
         expectRefusal(words, "cannot be written: Permission denied");
     EXPECT_EQ("failed", job("1")["state"]);
     EXPECT_TRUE(holds(zojob({ "list" }), "no further job starts: "));
+    EXPECT_TRUE(nlohmann::json::parse(zojob({ "status", "--json" }))["trouble"].is_string());
     EXPECT_EQ(true, job("1")["unsaved"]);
     EXPECT_FALSE(fs::exists(place / "../job-2"));
     for (const fs::path& path : closed)
@@ -259,6 +278,9 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
         ASSERT_FALSE(Sandbox::isListening(Sandbox::SCHEDULE_PORT)) << words[0];
     }
     EXPECT_TRUE(!fs::exists(Sandbox::home() + "/.local")) << "nothing was made for a refused job";
+    EXPECT_EQ("no jobs\n", zojob({ "list" }));
+    expectRefusal({ "show", "failed" }, "no job has failed");
+    expectRefusal({ "--root", "late", "window" }, "is not installed");
     fs::create_directories("late/bin");  // its server listens when the launcher has gone
     Sandbox::write("late/bin/start",
                    "#!/bin/sh\n(sleep 0.3; exec " KELVO_BUILD_DIR "/bin/start \"$@\") &\nexit 1\n");

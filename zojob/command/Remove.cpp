@@ -66,8 +66,9 @@ int removeCommand(const Options& options)
                 kept += isFailed;
         }
     if (kept > 0)
-        note(std::to_string(kept) + (kept == 1 ? " job that has" : " jobs that have") +
-             " failed stay: --failed or --all removes them");
+        note(std::to_string(kept) +
+             (kept == 1 ? " job that has failed stays: --failed or --all removes it"
+                        : " jobs that have failed stay: --failed or --all removes them"));
     std::vector<Job> removable;
     for (const Job& job : chosen)
         if (isRemovable(queue, job, options.force))
