@@ -105,6 +105,14 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
         EXPECT_EQ(output, runScript("last")) << joined(words);
         EXPECT_EQ("waiting", job("last")["state"]) << joined(words);
     }
+    for (const Words& time : { Words{ "90s", "90" }, { "2h", "7200" }, { "1d", "86400" } }) {
+        zojob({ "submit", "--timeout", time[0], "true" });
+        EXPECT_TRUE(holds(zojob({ "show", "--script", "last" }), " zj_time=" + time[1] + " "));
+    }
+    EXPECT_TRUE(holds(zojob({ "show", "--script", "last" }),
+                      "='" + Sandbox::home() + "/.config/zojob/done'\n"));
+    Sandbox::write("file", "true\n");
+    zojob({ "submit", "--lines", "file" });
     const size_t count = jobs().size();
     for (const Words& words : { split("submit"), split("submit -"), split("submit --nonsense true"),
                                 split("submit --shell nosuch true"), Words({ "submit", "" }),
@@ -112,7 +120,6 @@ TEST_F(Zojob, SubmitTakesItsOptionsAndTheRestIsTheJobs)
         EXPECT_EQ(2, Call(words).end()) << joined(words);
     EXPECT_TRUE(holds(Call({ "submit", "echo a", "b" }).err(), "the name of one program"));
     zojob({ "rm", "last" });
-    Sandbox::write("file", "");
     EXPECT_EQ(1, Call({ "submit", "-C", "file", "true" }).end());
     EXPECT_EQ(1, Call({ "submit", "--lines", "none" }).end());
     EXPECT_EQ(1, Call({ "submit", "-" }, std::string("a\0b", 3)).end());
@@ -153,7 +160,8 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
     ::setenv("BASH_FUNC_f%%", "() { echo of bash; }", 1);
     fs::create_directory("gone");
     ::umask(037);
-    const std::string tell = "echo $ZOJOB_NAME/$ZOJOB_LABEL/${ZOJOB_LOG##*/}/${PWD##*/}; umask";
+    const std::string tell =
+        "echo $ZOJOB_NAME/$ZOJOB_LABEL/${ZOJOB_LOG##*/}/${PWD##*/}/$SECRET; umask";
     const std::tuple<Words, const char*, const char*, int> cases[] = {
         { { "--after", good, "echo ran" }, "ran\n", "done", 0 },
         { { "--after", bad, "echo ran" }, "ended with 3", "skipped", 126 },
@@ -166,7 +174,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
         { { "--timeout", "9", "cat /proc/*/cmdline 2>&- | grep -a SEC[R]ET=" }, "", "failed", 1 },
         { { "--timeout=1m", "exit 124" }, "", "failed", 124 },
         { { "--retry", "1", "echo x; exit 4" }, "4; again, 1 of 1\nx\nzojob: /", "failed", 4 },
-        { { "--then", tell, "exit 2" }, "exit 2//log/world\n0037\n", "failed", 2 },
+        { { "--then", tell, "exit 2" }, "exit 2//log/world/of the user\n0037\n", "failed", 2 },
         { { "--retry=9", "[ -e x ] || { >x; exit 4; }" }, "1 of 9\nzojob: /", "done", 0 },
         { { "--shell=sh", "bash", "-c", "f" }, "of bash\n", "done", 0 },
         { { "-Cgone", "true" }, "cannot enter", "failed", 125 },
@@ -213,6 +221,7 @@ TEST_F(Zojob, ConditionKnowsTheEndOfJobsThatAreGone)
         Call({ "submit", "-r", "--after", good + "," + behindGood, "printenv LOOKS_LIKE" }).line();
     EXPECT_EQ(0, Call({ "wait", again, late }).end());
     EXPECT_EQ(0u, Call({ "log", again }).out().find("ran\n")) << "without the condition";
+    EXPECT_EQ("echo ran", job(again)["description"]);
     EXPECT_EQ(0, Call({ "remove", good, again }).end());
     EXPECT_EQ(0, Call({ "remove", behindGood }).end());
     const std::string output = "ours\nzj_d=1\n    zj_after 1\n0";

@@ -38,19 +38,21 @@ TEST_F(View, WatchGoesOnUntilNobodyReads)
     left.end();
 }
 
-/// `list --watch` on a terminal of its own.
+/// A command on a terminal of its own.
 class Watched
 {
 public:
     int terminal = -1;
     pid_t pid;
 
-    explicit Watched(struct winsize size)
+    explicit Watched(struct winsize size, Words words = { "list", "--watch=60" })
     {
         pid = ::forkpty(&terminal, nullptr, nullptr, &size);
         if (pid == 0) {
             ::setenv("TERM", "xterm", 1);
-            ::execl(KELVO_BUILD_DIR "/bin/zojob", "zojob", "list", "--watch=60", nullptr);
+            char* const argv[] = { (char*)"zojob", words[0].data(),
+                                   words.size() > 1 ? words[1].data() : nullptr, nullptr };
+            ::execv(KELVO_BUILD_DIR "/bin/zojob", argv);
             ::_exit(127);
         }
     }
@@ -91,7 +93,7 @@ TEST_F(View, WatchFitsTheTerminalAndGivesItBack)
     for (const auto& [signal, expected] : ends) {
         ::setenv("NO_COLOR", signal ? "1" : "", 1);
         Watched watched({ 6, 40, 0, 0 });
-        EXPECT_TRUE(watched.shows(enter) && watched.shows("running") &&
+        EXPECT_TRUE(watched.shows(enter) && watched.shows("running") && watched.shows("waiting") &&
                     watched.shows("... 5 more") && watched.shows(name(4) + ": new"));
         EXPECT_FALSE(watched.isAsBefore());
         EXPECT_EQ(1, ::write(watched.terminal, "x", 1));  // means nothing
@@ -115,6 +117,20 @@ TEST_F(View, WatchFitsTheTerminalAndGivesItBack)
     }
 }
 
+TEST_F(View, TerminalHasItsWidthAndSeesWhatIsWaitedFor)
+{
+    const struct winsize narrow = { 24, 40, 0, 0 };
+    const std::string counts = "2 waiting, 1 running, 1 done, 2 failed,";
+    EXPECT_TRUE(Watched(narrow, { "list" }).shows(counts + "\u2026\r\n"));
+    EXPECT_TRUE(Watched(narrow, { "list", "--wide" }).shows(counts + " 1 killed\r\n"));
+    EXPECT_TRUE(Watched(narrow, { "list", "--color=never" }).shows("waiting  -"));
+    EXPECT_TRUE(Watched(narrow, { "wait", name(4) }).shows(name(4) + ": it has run 1:"));
+    Call help("for c in '' submit list kill; do \"$0\" help $c; done | grep -E '.{80}'", {});
+    EXPECT_EQ("", help.out());
+    EXPECT_TRUE(holds(Call({ "--nonsense" }).err(), "no option is named '--nonsense'; see"));
+    EXPECT_TRUE(std::regex_match(zojob({ "-V" }), std::regex("zojob [0-9]+(\\.[0-9]+)*\n")));
+}
+
 TEST_F(View, OutputThatCannotBeWrittenIsAFailure)
 {
     const std::tuple<const char*, int, const char*> cases[] = {
@@ -136,6 +152,7 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
     records[5] =
         "10:true:f\xc3\xb3xtrot:" + Sandbox::path("place6") + "/$(x):" + name(6) + ":0:0:0:-1\n";
     fs::create_directory("place6/$(x)");
+    Sandbox::write("file", "");
     Sandbox::write("place6/$(x)/." + name(6), "");
     save();
     const std::string twin = name(6) + ":" + Sandbox::path("place6");
@@ -145,6 +162,15 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
         { "zojob list --wi", "--wide" },
         { "zojob wait --ti", "--timeout" },
         { "zojob kill " + name(4).substr(0, 9) + "4", name(4) },
+        { "zojob kill " + name(3), "" },
+        { "zojob wait " + name(3), "" },
+        { "zojob run " + name(4), "" },
+        { "zojob log " + name(3), name(3) },
+        { "zojob log -n ", "" },
+        { "zojob log --lines fi", "" },
+        { "zojob submit --lines fi", "file" },
+        { "zojob submit -C tru", "" },
+        { "zojob --root fi", "" },
         { "zojob kill --gr", "--grace" },
         { "zojob show la", "last" },
         { "zojob --host x list --js", "--json" },
@@ -158,7 +184,7 @@ TEST_F(View, CompletionsKnowCommandsOptionsAndJobs)
           "--json" },
         { "zojob kill --grace ", "" },
         // Put into the line, it is not run.
-        { "zojob show " + twin + "/", both + "/\\$\\(x\\)" }
+        { "zojob kill " + twin + "/", both + "/\\$\\(x\\)" }
     };
     const std::string script = "PATH=" KELVO_BUILD_DIR "/bin:$PATH; "
                                ". " KELVO_SOURCE_DIR "/zojob/completions/zojob.bash; "

@@ -14,6 +14,7 @@ TEST_F(View, ListShowsWhatIsAskedFor)
            "dxg: list --state waiting --state killed", "g: list --state waiting -n 1 --no-header",
            "e: list --names --state running" })
         EXPECT_EQ(row.expected, shown(zojob(row.words))) << joined(row.words);
+    EXPECT_TRUE(holds(zojob({ "list", "--state", "killed" }), "\n2 waiting, 1 running, 1 done"));
     std::istringstream wrong(
         "list --state nonsense\nlist -n -1\nlist -n many\nlist surplus\nlist --json --watch\n"
         "list --watch=0\n--color blue\nnonsense\nhelp nonsense\nshow\nshow 8-7\nlog -f 1 2\n"
@@ -32,12 +33,12 @@ TEST_F(View, ListShowsEveryJobAsItIs)
     const std::string list = Call({ "list" }).out(), bare = Call({ "list", "--no-header" }).out();
     std::istringstream lines(list);
     const Words parts[] = { { "JOB", "STATE" },
-                            { "done", " 1:02:05 ", "alpha" },
+                            { "done     -     1:02:05  alpha" },
                             { "failed", " 3 ", "1:00" },
                             { "failed", " 5 ", " 0:00 " },
                             { "killed", "143", "0:01" },
                             { "running", "1:0", "exec \"it\"" },
-                            { "waiting", "f\xc3\xb3xtrot \\x1b[31m?\\x9b\\u202e" },
+                            { "waiting  -     -        f\xc3\xb3xtrot \\x1b[31m?\\x9b\\u202e" },
                             { "waiting", "golf" },
                             { "2 waiting, 1 running, 1 done, 2 failed, 1 killed" } };
     for (const Words& wanted : parts) {
@@ -51,11 +52,14 @@ TEST_F(View, ListShowsEveryJobAsItIs)
     const std::string colored = Call({ "--color", "always" }).out();
     EXPECT_TRUE(holds(colored, "\x1b[32mdone"));
     EXPECT_TRUE(holds(colored, "\x1b[31mfailed"));
+    EXPECT_TRUE(holds(colored, "\x1b[1;34mrunning"));
+    EXPECT_TRUE(holds(zojob({ "show", "--color=always", name(0) }), "\x1b[32mdone"));
     EXPECT_TRUE(holds(Call({ "list", "--wide" }).out(), Sandbox::path("place0")));
     const auto json = nlohmann::json::parse(Call({ "list", "--json" }).out());
     ASSERT_EQ(7u, json.size());
     EXPECT_EQ(nullptr, json[0]["exit"]);
     EXPECT_EQ(5, json[2]["exit"]);
+    EXPECT_EQ(nullptr, json[5]["start"]);
     EXPECT_EQ("exec \"it\"", json[4]["description"]);
     EXPECT_EQ("running", json[4]["state"]);
     EXPECT_EQ("f\xc3\xb3xtrot \x1b[31m\xef\xbf\xbd\xc2\x9b\u202e", json[5]["description"]);
@@ -86,8 +90,13 @@ TEST_F(View, TextsAreThoseThatWereGiven)
     EXPECT_TRUE(holds(wide, " 3 1:00 2023-11-14 23:43:21 2023-11-14 23:44:21 /a \\ b " + place +
                                 "/log printf \"\\n\" 'a\\nb' 1700000002 "))
         << wide;
-    EXPECT_TRUE(holds(joined(split(zojob({ "show", name(1) }))),
-                      "started 2023-11-14 23:43:21 ended 2023-11-14 23:44:21 run time 1:00 id "));
+    EXPECT_TRUE(holds(wide, " TIME START END DIRECTORY LOG COMMAND DESCRIPTION 1700000000 "));
+    const std::string fields = joined(split(zojob({ "show", name(1), name(6) })));
+    for (const std::string part :
+         { "runs in /a \\ b log ", "label golf command true runs in ",
+           "submitted 2023-11-14 23:43:26 started - ended - run time - id ",
+           "started 2023-11-14 23:43:21 ended 2023-11-14 23:44:21 run time 1:00 id " })
+        EXPECT_TRUE(holds(fields, part)) << part << " in: " << fields;
     EXPECT_EQ("\xe8\xa1\xa8\xe9\xa1\x8c x", json[2]["label"]);
     EXPECT_EQ(json[1]["command"], json[2]["command"]);
     EXPECT_EQ(0, json[2]["time"]);
@@ -97,6 +106,10 @@ TEST_F(View, TextsAreThoseThatWereGiven)
     EXPECT_FALSE(holds(Call({ "show", name(1) }).out(), made)) << "only with --script";
     EXPECT_TRUE(holds(Call({ "show", "--script", name(1) }).out(), made));
     EXPECT_TRUE(holds(zojob({ "show", "--script", "--json", name(1) }), "\"script\": \"#!/bin/sh"));
+    Sandbox::write("place2/exit", "5 - full\n");
+    Sandbox::write("place2/log", "");
+    EXPECT_TRUE(holds(Call({ "log", name(2) }).err(), "may be incomplete"));
+    EXPECT_TRUE(holds(Call({ "show", name(2) }).out(), "may be incomplete"));
     fs::remove("place2/exit");
     expectRefusal({ "wait", name(2) }, "left no status behind");
 }
@@ -107,18 +120,26 @@ TEST_F(View, ShowAndStatusTellEverything)
     for (const char* line : { "state         failed\n", "exit status   3\n",
                               "command       bravo\n", "/place1/log\n", "run time      1:00\n" })
         EXPECT_TRUE(holds(text, line)) << line << " in: " << text;
-    const auto json = nlohmann::json::parse(Call({ "show", "--json", name(0) }).out());
-    EXPECT_EQ("true", json["command"]);
-    EXPECT_EQ(Sandbox::path("place0"), json["directory"]);
+    EXPECT_TRUE(holds(Call({ "show", name(0), name(1) }).out(), "\n\njob  "));
+    const auto json =
+        nlohmann::json::parse(Call({ "show", "--script", "--json", name(1), name(0) }).out());
+    EXPECT_EQ("true", json.at(1)["command"]);
+    EXPECT_EQ(Sandbox::path("place0"), json[1]["directory"]);
+    EXPECT_EQ(nullptr, json[1]["script"]);
+    const auto statusJson = [] {
+        return nlohmann::json::parse(Call({ "status", "--json" }).out());
+    };
+    EXPECT_EQ(name(4), statusJson()["running"]["name"]);
     const std::string status = Call({ "status" }).out();
-    for (const char* part : { "server        none\n", "2 waiting, 1 running", ": exec \"it\"\n" })
+    for (const char* part :
+         { "server        none\n", "2 waiting, 1 running", " for 1:", ": exec \"it\"\n" })
         EXPECT_TRUE(holds(status, part)) << part << " in: " << status;
     EXPECT_FALSE(holds(status, "stands still"));
     record(4, 12, "sleep 9", "exec \"it\"", 0, 1);
     save();
     EXPECT_TRUE(holds(Call({ "status" }).out(), "stands still")) << "jobs wait, and nothing runs";
     EXPECT_TRUE(holds(Call({ "list" }).out(), "none runs"));
-    const auto found = nlohmann::json::parse(Call({ "status", "--json" }).out());
+    const auto found = statusJson();
     EXPECT_EQ("none", found["server"]);
     EXPECT_EQ(2, found["counts"]["failed"]);
     EXPECT_EQ(true, found["standsStill"]);
@@ -127,6 +148,8 @@ TEST_F(View, ShowAndStatusTellEverything)
     const std::string own = Sandbox::queueFile(), old = Sandbox::home() + "/.zojobs-old";
     Sandbox::write(old, records[5] + records[0]);
     Sandbox::write(Sandbox::home() + "/.zojobs-empty", "");
+    EXPECT_EQ(nlohmann::json({ { "file", old }, { "jobs", 2 }, { "waiting", 1 } }),
+              statusJson()["otherQueues"][0]);
     const std::string later = Call({ "status" }).out();
     EXPECT_FALSE(holds(later, "stands still")) << "the next one comes";
     EXPECT_TRUE(holds(later, "2 jobs, 1 waiting, of a machine called old")) << later;
@@ -138,6 +161,7 @@ TEST_F(View, ShowAndStatusTellEverything)
     EXPECT_EQ("xa", shown(Call({ "list" }).out())) << alone;
     const auto failed = nlohmann::json::parse(Call({ "show", "--json", "x" }).out());
     EXPECT_EQ(1, failed["exit"]);
+    EXPECT_EQ("no job is named 'x'; see 'zojob list'", failed["error"]);
     EXPECT_TRUE(failed["otherUser"].is_null());
     if (::geteuid() != 0)
         return;
