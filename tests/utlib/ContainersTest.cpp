@@ -36,6 +36,8 @@ TEST(Containers, HandlesAreReleasedOnceWhateverMovesThem)
     EXPECT_EQ(1, alive);
     third = nullptr;
     EXPECT_EQ(0, alive);
+    UtDArray<UtHandle<Counted>>().append(new Counted);
+    EXPECT_EQ(0, alive) << "the array has gone with its elements";
 }
 
 TEST(Containers, ArraysKeepTheirOrder)
@@ -86,6 +88,8 @@ TEST(Containers, TextsTakeWhatLiesInThemselvesAndAnyLength)
         UtFilename name;
         name.printf("%d%s", 42, std::string(length, 'w').c_str());
         EXPECT_EQ("42" + std::string(length, 'w'), (const char*)name);
+        name.printf("%s", ::getenv("NO_SUCH_VARIABLE"));
+        EXPECT_STREQ("(null)", name);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "tests/sandbox/Process.h"
 #include "tests/sandbox/Sandbox.h"
+#include "utlib/UtDirectory.h"
 #include "utlib/UtFilename.h"
 #include "utlib/UtTmpDir.h"
 #include "utlib/UtTree.h"
@@ -18,9 +19,10 @@ namespace fs = std::filesystem;
 TEST(TmpDir, IsNewWithTheModeAskedForWhereAClientCanNameIt)
 {
     ::umask(077);
-    fs::create_directory(Sandbox::path("white space"));
+    for (const char* name : { "white space", "quo\"te" })
+        fs::create_directory(Sandbox::path(name));
     // What is relative is another place for another process.
-    for (const std::string name : { "tmp", "white space", "missing", "relative" }) {
+    for (const std::string name : { "tmp", "white space", "quo\"te", "missing", "relative" }) {
         const std::string place = name == "relative" ? "tmp" : Sandbox::path(name);
         ::setenv("TMPDIR", place.c_str(), 1);
         UtTmpDir first("kelvojob", true, false), second("kelvojob", true, false);
@@ -45,8 +47,9 @@ TEST(TmpDir, IsNewWithTheModeAskedForWhereAClientCanNameIt)
 TEST(TmpDir, RemovesATreeAndNothingItLinksTo)
 {
     UtTmpDir tree("tree", false, true);
-    ASSERT_EQ(0, tree.create(0700));
+    ASSERT_EQ(0, tree.create(0770));
     const std::string root = (const char*)tree;
+    EXPECT_EQ((fs::perms)0770, fs::status(root).permissions()) << "whatever the umask";
     for (const std::string& path : { std::string("kept"), root + "/deep/er", root + "/locked" }) {
         fs::create_directories(path);
         Sandbox::write(path + "/.file", "x");
@@ -64,7 +67,9 @@ TEST(TmpDir, RemovesATreeAndNothingItLinksTo)
     EXPECT_EQ(0, tree.remove());
     EXPECT_FALSE(fs::exists(root));
     tree = "link/";
-    tree.remove();
+    EXPECT_TRUE(UtDirectory::isDirectory("link") && !UtDirectory::isDirectory("kept/.file"));
+    EXPECT_EQ(0, tree.remove());
+    EXPECT_FALSE(fs::is_symlink("link"));
     EXPECT_EQ("x", Sandbox::read("kept/.file"));
 }
 
@@ -84,6 +89,8 @@ TEST(Tree, GoesAtAnyDepthAndInTwoSteps)
     EXPECT_EQ(UtTree::LATE, tree.remove(0));
     EXPECT_EQ(0, tree.rename());
     EXPECT_FALSE(fs::exists("deep"));
+    fs::create_directory("deep");
+    EXPECT_EQ(0, UtTree("deep").rename()) << "the name of the first is taken";
     fs::create_directory("deep");  // somebody else's by now
     EXPECT_EQ(UtTree::GONE, tree.remove(-1));
     EXPECT_TRUE(fs::exists("deep")) << "it went by its name";
