@@ -130,17 +130,20 @@ TEST_F(JobList, EveryPrefixLoadsOnlyJobsThatWereSaved)
     EXPECT_EQ(whole, queue());
     load("\n\nstray:9:4294967306:14\n10:a::d:1:0:0:0:-1\n\n12x:b:\\\n:d: 2z:+1:-2:3:4294967297\n"
          "10:no marker::d:7:0:0:0:-1\n10:cut:x\n12:b::d:1:0:0:0:-1\n" +
-         std::string("\0zeros\0\n", 8) + "13:c::d:1:0:0:0:-1\n10:only a command");
+         std::string("\0zeros\0\n", 8) +
+         "13:c::d/:1:0:0:0:-1\n13:d::d/:2:0:0:0:-1\n10:only a command");
     list.writeQueue(list.jobs);
-    EXPECT_EQ("10:a::d:1:0:0:0:-1\n12:b:\n:d:2:1:-2:3:0\n13:c::d:1:0:0:0:-1\n", queue());
+    EXPECT_EQ("10:a::d:1:0:0:0:-1\n12:b:\n:d:2:1:-2:3:0\n"
+              "13:c::d/:1:0:0:0:-1\n13:d::d/:2:0:0:0:-1\n",
+              queue());
 }
 
 TEST_F(JobList, BelongsToTheUserAndTheHost)
 {
-    ::setenv("USER", "other", 1);
+    ::setenv("USER", "\xc3\xa9mile", 1);
     EXPECT_STREQ("tester", ZoJobList().user);
     fakes.isUnknown = true;
-    EXPECT_STREQ("other", ZoJobList().user);
+    EXPECT_STREQ("\xc3\xa9mile", ZoJobList().user);
     EXPECT_EQ(Sandbox::home(), (const char*)ZoJobList().homeDirectory);
     for (const char* name : { "USER", "HOME" })
         ::unsetenv(name);
@@ -156,7 +159,9 @@ TEST_F(JobList, ReadsWhatIsThereWhileSomebodyHoldsTheLock)
 {
     load("10:a::d:1:0:0:0:-1\n");
     list.lockQueue();
+    const double start = now();
     EXPECT_EQ(1, ZoJobList().jobs.size());
+    EXPECT_GT(10, now() - start) << "who only reads waits 2 seconds";
     list.unlockQueue();
     const Process holder([] {
         ZoJobList other;
@@ -284,6 +289,7 @@ TEST_F(JobList, TakesNothingOfOthersForItsOwn)
         Sandbox::write(file, "text");
     fs::create_symlink("../precious", "marker-link/.1");
     fs::create_symlink("../emptied", "log-own-link/log");
+    fs::permissions("emptied", fs::perms::owner_write);  // becomes readable, too
     fs::create_directory_symlink("log-own-link", "link");
     ::mkfifo("log-pipe/log", 0666);
     Sandbox::asStranger([] {
@@ -339,6 +345,7 @@ TEST_F(JobList, RunsNothingThatDoesNotWait)
     fakes.forkFails = true;
     EXPECT_EQ(-1, list.run(nullptr));
     EXPECT_EQ(ZoJob::WAITING, list.jobs[3]->state);
+    EXPECT_EQ(0, list.jobs[3]->startTime);
     list.update();  // would wait for ever on a lock that was left
     EXPECT_EQ(text, queue());
 }
@@ -382,6 +389,7 @@ TEST_F(JobList, KillSavesFirstAndThenSignalsTheTreeFromItsTop)
     load("11:lost::d:2:0:0:0:-1\n");
     ::chmod(Sandbox::queueFile().c_str(), 0400);
     EXPECT_EQ(1, list.kill());
+    fakes.time += 60;
     list.saveKills();
     ::chmod(Sandbox::queueFile().c_str(), 0600);
     list.saveKills();
