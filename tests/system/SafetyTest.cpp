@@ -47,16 +47,20 @@ TEST(Safety, StrangersGetErrorWhateverTheySend)
         [&] { UtSocket::close(server.connect("tester submit \"true\" \"\" \"\"\n")); });
     ::kill(server.pid(), SIGCONT);
     EXPECT_EQ(list, server.ask("list"));
+    EXPECT_NE(std::string::npos, server.log().find("refused a connection of user 65534\n"));
     const std::string open = "/proc/" + std::to_string(server.pid()) + "/fd/";
     int free = 0;
     while (::access((open + std::to_string(free)).c_str(), F_OK) == 0)
         ++free;
-    struct rlimit limit, used;
+    struct rlimit limit;
     ::prlimit(server.pid(), RLIMIT_NOFILE, nullptr, &limit);
-    used = { (rlim_t)free + 1, limit.rlim_max };
+    struct rlimit used = { (rlim_t)free + 1, limit.rlim_max };
     ::prlimit(server.pid(), RLIMIT_NOFILE, &used, nullptr);
     EXPECT_EQ("error\n", server.ask("status")) << "nobody can tell who asks";
-    ::prlimit(server.pid(), RLIMIT_NOFILE, &limit, nullptr);
+    --used.rlim_cur;
+    ::prlimit(server.pid(), RLIMIT_NOFILE, &used, nullptr);
+    server.ask("status");
+    EXPECT_EQ(0, server.wait()) << "it cannot even accept, and would try for ever";
 }
 
 TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
@@ -68,6 +72,7 @@ TEST(Safety, OtherMachinesAreServedOnlyIfAllowed)
         ::setenv("JOB_PEERS", peers, 1);
         TestServer server(0, [](ZoJobServer&) { isElsewhere = true; });
         EXPECT_EQ(reply, server.ask("status")) << peers;
+        EXPECT_EQ(reply[0] == 'e', server.log().find("from another machine\n") + 1 != 0) << peers;
         const int another = UtSocket::connect("127.0.0.2", server.port);
         EXPECT_LE(0, another) << "it listens on one address only";
         UtSocket::close(another);

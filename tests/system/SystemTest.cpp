@@ -16,6 +16,7 @@
 #include <regex>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,7 +41,11 @@ protected:
             fs::create_directories(directory);
     }
 
-    static int open(const char* host = nullptr) { return ZoScheduleOpen(host, "app", "", ""); }
+    static int open(const char* host = nullptr)
+    {
+        const std::string longest = "app" + std::string(242, '/');  // its path is so long, at most
+        return ZoScheduleOpen(host, longest.c_str(), "", "");
+    }
 
     /// Ends the server that an application has started.
     static void quit(int port)
@@ -94,8 +99,12 @@ TEST_F(System, KillsTheWholeTreeAndStartsNoFurtherJob)
     server.ask("submit \"sleep 99 & (sleep 98 & echo > up; wait) & wait\" \"\" d1\n"
                "submit \"true\" \"\" d2\nrun");
     ASSERT_TRUE(Sandbox::waitFor([] { return fs::exists("d1/up"); }));
+    ::chmod(Sandbox::queueFile().c_str(), 0400);
     EXPECT_EQ("ok\nwaiting\n", server.ask("kill\nstatus"));
-    EXPECT_EQ("13 10 ", server.states());
+    EXPECT_EQ("11 10 ", server.states());
+    ::chmod(Sandbox::queueFile().c_str(), 0600);
+    server.ask("status");
+    EXPECT_EQ("13 10 ", server.states()) << "as soon as it can be saved";
     // What is left of the tree now fails the test at its end.
 }
 
@@ -198,7 +207,7 @@ TEST_F(System, LeavesNothingOpenAndNoZombie)
     EXPECT_EQ("error\nok\nok\nok\nok\n",
               server.ask("done\nrun 1 d2/a\nkill\nremove 1 d2/a\nremove 2 d2/link/"));
     EXPECT_FALSE(fs::exists("d2/a") || fs::is_symlink("d2/link"));
-    ZoClient client;
+    ZoClient client(nullptr, "app");
     client.port = server.port;
     client.otherUser = client.launcherStatus = 1;  // of an earlier request
     const long own = ProcessTable::descriptors(::getpid());
@@ -206,6 +215,7 @@ TEST_F(System, LeavesNothingOpenAndNoZombie)
     EXPECT_EQ(0, client.list(jobs));
     EXPECT_EQ(ZoClient::OURS, client.look());
     EXPECT_EQ(-2, client.otherUser + client.launcherStatus);
+    EXPECT_STREQ("app", client.root) << "it only looked";
     EXPECT_EQ(own, ProcessTable::descriptors(::getpid()));
     server.ask(requests + "run");
     server.request("");
@@ -283,15 +293,27 @@ TEST_F(System, TheLauncherSaysWhatIsWrong)
                                      { "", "2", "usage: start -jobserver" },
                                      { "--help 2>&-", "0", "usage: start -jobserver" },
                                      { "--version 2>&-", "0", "version_tag " },
-                                     { R"(--version | awk '{ $1 = ""; v[NR] = substr($0, 2) }
-                                      END { print NR, v[1] == "v" v[14] "." v[15] "." v[16] }')",
-                                       "0", "16 1\n" },
+                                     { R"(--version | awk '{ k = k " " $1; $1 = ""
+                                                             n += length(v[NR] = substr($0, 2)) > 0 }
+                                      END { V = v[14] "." v[15] "." v[16]; print n, v[1] == "v" V,
+                                            v[4], v[9] == "libschedule.so." V, v[12], v[13] k }')",
+                                       "0",
+                                       "16 1 Linux 1 Kelvo Kelvo Schedule version_tag comment "
+                                       "compiler target_os build_cfg build_user build_ip "
+                                       "build_time filename path size vendor product "
+                                       "version_major version_minor version_patch\n" },
                                      { "--version >/dev/full; echo $?", "0", "1\n" } };
     for (const auto& [arguments, status, text] : cases) {
         const std::string command = KELVO_BUILD_DIR "/bin/start " + arguments + " > said 2>&1";
         EXPECT_EQ(status, std::to_string(WEXITSTATUS(std::system(command.c_str())))) << arguments;
         EXPECT_EQ(0U, Sandbox::read("said").find(text)) << arguments;
     }
+    UtServerSocket usual(1);
+    (void)usual.openSocket(Sandbox::SCHEDULE_PORT, -1, 0);
+    EXPECT_EQ(256, std::system("JOB_PORT=0 " KELVO_BUILD_DIR "/bin/start -jobserver 2> said"));
+    EXPECT_EQ(0U,
+              Sandbox::read("said").find("start: JOB_PORT is \"0\", which is no port: using 7160"
+                                         "\nKelvo job server: can't"));
 }
 
 TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
@@ -302,6 +324,9 @@ TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
     fs::permissions("app/bin/start", fs::perms::owner_all);
     int output[2];
     ASSERT_EQ(0, ::pipe(output));
+    EXPECT_EQ(0, begin([] {
+                     EXPECT_EQ(-1, ZoScheduleOpen(nullptr, "app", "", nullptr)) << "starts none";
+                 })->end());
     const auto application = begin([&] {
         ::dup2(output[1], STDOUT_FILENO);
         ::signal(SIGTERM, SIG_IGN);
@@ -321,6 +346,8 @@ TEST_F(System, ApplicationStartsAServerOfItsOwnEveryElevenSecondsAtMost)
         EXPECT_NE(0, ::kill(server.si_pid, 0)) << "the first server is left as a zombie";
         UtDArray<UtHandle<ZoJob>> jobs;
         ASSERT_EQ(1, ZoScheduleJobList(fd, jobs));
+        EXPECT_EQ(-1, ZoScheduleJobList(-1, jobs));
+        ASSERT_EQ(1, jobs.size()) << "untouched";
         EXPECT_EQ(before + 1, ProcessTable::descriptors(::getpid())) << "but for the submission's";
         EXPECT_STREQ("echo 'a' | cat", jobs[0]->command);
         EXPECT_EQ(0, ZoScheduleJobRun(open(), jobs[0]));

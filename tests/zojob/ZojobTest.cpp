@@ -260,6 +260,7 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
     for (const char* const list :
          { "JOB_PORT=1x \"$0\" list", "JOB_PORT=0 \"$0\" list", "JOB_PORT=65536 \"$0\" list" })
         EXPECT_TRUE(holds(Call(list, {}).err(), "no port: using 7160")) << list;
+    EXPECT_EQ("", Call("JOB_PORT= \"$0\" list", {}).err()) << "it says nothing";
     const std::pair<Words, int> cases[] = {
         { { "status" }, 0 },
         { { "list", "--watch=nan" }, 2 },
@@ -289,9 +290,13 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
     EXPECT_EQ(0, Call({ "quit" }).end()) << "no server was started";
     UtServerSocket silent(1);
     EXPECT_EQ(0, silent.openSocket(Sandbox::SCHEDULE_PORT, -1, 0));
-    Call status({ "status", "--json" });
+    Call list("\"$0\" list --host localhost 2> said", {}), status({ "status", "--json" });
     EXPECT_TRUE(status.hasEnded(30)) << "who only looks does not wait as long as others";
     EXPECT_EQ(3, status.end());
     EXPECT_EQ("silent", nlohmann::json::parse(status.out())["server"]);
     EXPECT_TRUE(holds(status.err(), "has not answered yet")) << status.err();
+    const auto isSaid = [] { return holds(Sandbox::read("said"), "has not answered yet"); };
+    EXPECT_TRUE(Sandbox::waitFor(isSaid)) << Sandbox::read("said");
+    ::close(std::exchange(silent.descriptor, -1));
+    EXPECT_EQ(3, list.end());
 }
