@@ -175,6 +175,7 @@ TEST_F(Zojob, JobEndsAsItsOptionsSay)
         { { "--timeout=1m", "exit 124" }, "", "failed", 124 },
         { { "--retry", "1", "echo x; exit 4" }, "4; again, 1 of 1\nx\nzojob: /", "failed", 4 },
         { { "--then", tell, "exit 2" }, "exit 2//log/world/of the user\n0037\n", "failed", 2 },
+        { { "--then", "echo $ZOJOB_NAME/$ZOJOB_LABEL", "-Ll", "true" }, "l/l\n", "done", 0 },
         { { "--retry=9", "[ -e x ] || { >x; exit 4; }" }, "1 of 9\nzojob: /", "done", 0 },
         { { "--shell=sh", "bash", "-c", "f" }, "of bash\n", "done", 0 },
         { { "-Cgone", "true" }, "cannot enter", "failed", 125 },
@@ -212,7 +213,7 @@ TEST_F(Zojob, ConditionKnowsTheEndOfJobsThatAreGone)
     ::setenv("LOOKS_LIKE", "ours\nzj_d=1\n    zj_after 1", 1);
     const std::string good = Call({ "submit", "true" }).line();
     const std::string bad = Call({ "submit", "exit 3" }).line();
-    const std::string skipped = Call({ "submit", "--after", bad, "echo ran" }).line();
+    const std::string skipped = Call({ "submit", "--after", bad, "echo ran $ZOJOB_ID" }).line();
     const std::string behindGood = Call({ "submit", "--after", good, "true" }).line();
     EXPECT_EQ(0, Call({ "run" }).end());
     EXPECT_EQ(126, Call({ "wait", skipped }).end());
@@ -220,8 +221,8 @@ TEST_F(Zojob, ConditionKnowsTheEndOfJobsThatAreGone)
     const std::string late =
         Call({ "submit", "-r", "--after", good + "," + behindGood, "printenv LOOKS_LIKE" }).line();
     EXPECT_EQ(0, Call({ "wait", again, late }).end());
-    EXPECT_EQ(0u, Call({ "log", again }).out().find("ran\n")) << "without the condition";
-    EXPECT_EQ("echo ran", job(again)["description"]);
+    EXPECT_EQ("ran " + again + "\n", Call({ "log", again }).out()) << "without the condition";
+    EXPECT_EQ("echo ran $ZOJOB_ID", job(again)["description"]);
     EXPECT_EQ(0, Call({ "remove", good, again }).end());
     EXPECT_EQ(0, Call({ "remove", behindGood }).end());
     const std::string output = "ours\nzj_d=1\n    zj_after 1\n0";

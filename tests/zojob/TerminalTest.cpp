@@ -19,7 +19,7 @@ TEST_F(View, InterruptedWaitSaysSoUnlessThatIsIgnored)
         ::waitid(P_PID, waiting.pid, &end, WEXITED | WNOWAIT);
         EXPECT_EQ(CLD_KILLED, end.si_code) << "a shell would go on with its loop";
         EXPECT_EQ(128 + SIGINT, waiting.end());
-        EXPECT_TRUE(holds(waiting.err(), "goes on")) << waiting.err();
+        EXPECT_TRUE(holds(waiting.err(), "goes on: 'zojob wait " + name(4) + "'")) << waiting.err();
         EXPECT_FALSE(ignoring.hasEnded(0.3));
         ::kill(ignoring.pid, SIGTERM);
         EXPECT_EQ(128 + SIGTERM, ignoring.end());
@@ -125,6 +125,7 @@ TEST_F(View, TerminalHasItsWidthAndSeesWhatIsWaitedFor)
     EXPECT_TRUE(Watched(narrow, { "list", "--wide" }).shows(counts + " 1 killed\r\n"));
     EXPECT_TRUE(Watched(narrow, { "list", "--color=never" }).shows("waiting  -"));
     EXPECT_TRUE(Watched(narrow, { "wait", name(4) }).shows(name(4) + ": it has run 1:"));
+    EXPECT_TRUE(Watched(narrow, { "wait" }).shows("3 of 3 jobs: " + name(4) + " has run 1:"));
     Call help("for c in '' submit list kill; do \"$0\" help $c; done | grep -E '.{80}'", {});
     EXPECT_EQ("", help.out());
     EXPECT_TRUE(holds(Call({ "--nonsense" }).err(), "no option is named '--nonsense'; see"));

@@ -207,7 +207,7 @@ TEST_F(Zojob, StopEndsThePromiseToRunWhatComesLater)
     zojob({ "wait", "1" });
     expectRefusal({ "run", "1" }, "only a waiting job can be run");
     expectRefusal({ "kill", "1" }, "is done, not running");
-    zojob({ "kill", "2" });
+    EXPECT_TRUE(holds(Call({ "kill", "2" }).err(), "cancelled job 2; 'zojob again 2'"));
     expectRefusal({ "kill", "2" }, "is cancelled, not running");
 }
 
@@ -239,6 +239,7 @@ TEST_F(Zojob, WhatEndsWhileNothingCanBeWrittenIsKnownAndIsRecordedLater)
         expectRefusal(words, "cannot be written: Permission denied");
     EXPECT_EQ("failed", job("1")["state"]);
     EXPECT_TRUE(holds(zojob({ "list" }), "no further job starts: "));
+    EXPECT_TRUE(holds(zojob({ "status" }), "no further job starts: "));
     EXPECT_TRUE(nlohmann::json::parse(zojob({ "status", "--json" }))["trouble"].is_string());
     EXPECT_EQ(true, job("1")["unsaved"]);
     EXPECT_FALSE(fs::exists(place / "../job-2"));
