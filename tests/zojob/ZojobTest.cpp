@@ -287,8 +287,10 @@ TEST(ZojobAlone, StartsAServerOnlyWhenItHasTo)
     Sandbox::write("late/bin/start",
                    "#!/bin/sh\n(sleep 0.3; exec " KELVO_BUILD_DIR "/bin/start \"$@\") &\nexit 1\n");
     fs::permissions("late/bin/start", fs::perms::owner_all);
-    EXPECT_EQ(1, Call({ "run", "--root", "late" }).end()) << "no job waits";
+    ::setenv("JOB_PORT", std::to_string(Sandbox::freePort()).c_str(), 1);
+    EXPECT_EQ(1, Call({ "run", "--host", "node1", "--root", "late" }).end()) << "no job waits";
     EXPECT_EQ(0, Call({ "quit" }).end()) << "no server was started";
+    ::unsetenv("JOB_PORT");
     UtServerSocket silent(1);
     EXPECT_EQ(0, silent.openSocket(Sandbox::SCHEDULE_PORT, -1, 0));
     Call list("\"$0\" list --host localhost 2> said", {}), status({ "status", "--json" });
